@@ -1,0 +1,19 @@
+# SPDX-FileCopyrightText: The source-api authors
+# SPDX-License-Identifier: Apache-2.0
+
+if(SOURCE_API_FUZZ)
+    set(SOURCE_API_SANITIZER fuzzer-no-link,address,undefined)
+endif()
+
+# A sanitizer goes into everything that is built, so that the library, the emulated TV and the
+# tests agree on one runtime.
+if(SOURCE_API_SANITIZER)
+    add_compile_options(-fsanitize=${SOURCE_API_SANITIZER} -fno-omit-frame-pointer
+                        -fno-sanitize-recover=all)
+    add_link_options(-fsanitize=${SOURCE_API_SANITIZER})
+endif()
+
+if(SOURCE_API_COVERAGE)
+    add_compile_options(--coverage -O0)
+    add_link_options(--coverage)
+endif()

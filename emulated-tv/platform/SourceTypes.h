@@ -1,0 +1,20 @@
+// SPDX-FileCopyrightText: The source-api authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef EMULATED_TV_SOURCE_TYPES_H
+#define EMULATED_TV_SOURCE_TYPES_H
+
+// The emulated TV's own numbering of source types.
+enum class SourceType : int {
+    Tuner = 1,
+    Av = 2,
+    Hdmi1 = 3,
+    Hdmi2 = 4,
+    Hdmi3 = 5,
+    Usb = 8,
+};
+
+// What the TV shows on screen for a type, null for one that it does not know.
+const char *onScreenName(int sourceType);
+
+#endif

@@ -1,0 +1,33 @@
+// SPDX-FileCopyrightText: The source-api authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef EMULATED_TV_BUS_DAEMON_H
+#define EMULATED_TV_BUS_DAEMON_H
+
+#include <sys/types.h>
+
+#include <filesystem>
+#include <string>
+
+#include "FileDescriptor.h"
+
+// A private bus. It dies with this process; ending and reaping it earlier is up to the owner.
+class BusDaemon {
+ public:
+    // Writes the daemon's configuration to a file and starts it. Throws std::system_error when
+    // there is no daemon to start.
+    BusDaemon(const std::filesystem::path &configuration, const std::filesystem::path &socket);
+
+    pid_t pid() const { return m_pid; }
+
+    // Readable when the bus can be used, or has failed.
+    int descriptor() const { return m_addressOutput.get(); }
+    // Throws std::runtime_error when it has failed.
+    std::string address() const;
+
+ private:
+    FileDescriptor m_addressOutput;
+    pid_t m_pid = 0;
+};
+
+#endif

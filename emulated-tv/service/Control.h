@@ -1,0 +1,52 @@
+// SPDX-FileCopyrightText: The source-api authors
+// SPDX-License-Identifier: Apache-2.0
+
+// The TV's remote hand: how the second shell's commands reach a running emulator. It has a bus
+// name of its own, so that the source service's stays exactly as clients know it.
+#ifndef EMULATED_TV_CONTROL_H
+#define EMULATED_TV_CONTROL_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "Bus.h"
+#include "SourceModel.h"
+#include "SourceService.h"
+#include "SourceState.h"
+
+// The object on the bus.
+class Control {
+ public:
+    // All three must outlive the object. Throws std::runtime_error when the bus already has one.
+    Control(GDBusConnection *connection, SourceState &state, const SourceService &service);
+
+ private:
+    void answer(const std::string &method, GVariant *arguments, GDBusMethodInvocation *invocation);
+    std::optional<ListChange> carryOut(const std::string &method, GVariant *arguments);
+
+    SourceState &m_state;
+    const SourceService &m_service;
+    ExportedObject m_object;
+    OwnedName m_name;
+};
+
+// The other end. What the TV refuses is thrown as std::runtime_error with the TV's own words.
+class RemoteControl {
+ public:
+    explicit RemoteControl(const std::string &busAddress);
+
+    SourceModel sources() const;
+    void plug(const std::string &source, const std::optional<std::string> &name,
+              std::optional<std::uint32_t> deviceType) const;
+    void unplug(const std::string &source) const;
+    void rename(const std::string &source, const std::string &name) const;
+    void setPower(const std::string &source, bool on) const;
+
+ private:
+    Variant call(const char *method, GVariant *arguments) const;
+
+    Connection m_connection;
+};
+
+#endif

@@ -1,0 +1,34 @@
+// SPDX-FileCopyrightText: The source-api authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef EMULATED_TV_FILE_DESCRIPTOR_H
+#define EMULATED_TV_FILE_DESCRIPTOR_H
+
+#include <unistd.h>
+
+#include <utility>
+
+// Owns an open file, or nothing (-1).
+class FileDescriptor {
+ public:
+    explicit FileDescriptor(int fd = -1) : m_fd(fd) {}
+    FileDescriptor(FileDescriptor &&other) noexcept : m_fd(std::exchange(other.m_fd, -1)) {}
+    FileDescriptor &operator=(FileDescriptor &&other) noexcept {
+        std::swap(m_fd, other.m_fd);
+        return *this;
+    }
+    ~FileDescriptor() { reset(); }
+
+    int get() const { return m_fd; }
+    explicit operator bool() const { return m_fd >= 0; }
+    void reset() {
+        if (m_fd >= 0) {
+            close(std::exchange(m_fd, -1));
+        }
+    }
+
+ private:
+    int m_fd;
+};
+
+#endif

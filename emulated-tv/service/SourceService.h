@@ -1,0 +1,31 @@
+// SPDX-FileCopyrightText: The source-api authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef EMULATED_TV_SOURCE_SERVICE_H
+#define EMULATED_TV_SOURCE_SERVICE_H
+
+#include "Bus.h"
+#include "Commands.h"
+#include "SourceState.h"
+
+// The source service on the bus: answers requests and announces changes of the list for as long
+// as it lives.
+class SourceService {
+ public:
+    // Both must outlive the service. Throws std::runtime_error when the bus already has one.
+    SourceService(GDBusConnection *connection, SourceState &state);
+
+    // Sends the change signal with the list as it is now.
+    void announce(ListChange change) const;
+
+ private:
+    void answer(const std::string &method, GVariant *arguments, GDBusMethodInvocation *invocation);
+
+    GDBusConnection *m_connection;
+    SourceState &m_state;
+    Commands m_commands;
+    ExportedObject m_object;
+    OwnedName m_name;
+};
+
+#endif
