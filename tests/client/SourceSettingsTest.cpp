@@ -1,0 +1,331 @@
+// SPDX-FileCopyrightText: The source-api authors
+// SPDX-License-Identifier: Apache-2.0
+
+// The commands that describe a source to the service, and the query of its icons.
+#include <unistd.h>
+
+#include <functional>
+#include <ostream>
+#include <stdexcept>
+
+#include "ClientTest.h"
+
+using testing::AllOf;
+using testing::Each;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+
+namespace {
+
+using Icons = std::pair<std::string, std::string>;
+
+// What one command does. "$PID" in the request stands for the caller's process id.
+struct Command {
+    std::string operation;
+    std::function<bool(CSourceAPI &)> call;
+    std::string request;
+    std::string entry;
+    bool makesNamesStale;
+};
+
+std::ostream &operator<<(std::ostream &out, const Command &command) {
+    return out << command.operation;
+}
+
+const Command commands[] = {
+    {"SetSourceDetectedNameAndDeviceType",
+     [](CSourceAPI &api) {
+         return api.SetSourceDetectedNameAndDeviceType(7, "Console", 4294967295U, -2);
+     },
+     R"({"method":"UtilSetSourceDetectedNameAndDeviceType","data":{"SourceType":7,)"
+     R"("DetectedName":"Console","DetectedDeviceType":4294967295,"MBRActivityIndex":-2}})",
+     "nSourceType[7], strDetectedName[Console], nDetectedDeviceType[-1], nMbrActivityIndex[-2]",
+     true},
+    {"SetSourceEditName", [](CSourceAPI &api) { return api.SetSourceEditName(7, "My TV", 3); },
+     R"({"method":"UtilSetSourceEditName",)"
+     R"("data":{"SourceType":7,"EditName":"My TV","MBRActivityIndex":3}})",
+     "nSourceType[7], strSourceName[My TV], nMbrActivityIndex[3]", true},
+    {"SetSourceDeviceType",
+     [](CSourceAPI &api) { return api.SetSourceDeviceType(-7, 4294967295U, 3); },
+     R"({"method":"UtilSetSourceDeviceType",)"
+     R"("data":{"SourceType":-7,"DeviceType":4294967295,"MBRActivityIndex":3}})",
+     "nSourceType[-7], nDeviceType[-1], nMbrActivityIndex[3]", true},
+    {"SetCustomIconPath",
+     [](CSourceAPI &api) {
+         return api.SetCustomIconPath(7, "/s", {"/focused", "/unfocused"}, 3);
+     },
+     R"({"method":"UtilSetCustomIconPath","data":{"SourceType":7,"Pid":$PID,)"
+     R"("MbrActivityIndex":3,"SourceIconPath":"/s","LauncherFocusedIconPath":"/focused",)"
+     R"("LauncherUnfocusedIconPath":"/unfocused"}})",
+     "SourceType[7], SourceIconPath[/s], LauncherIconPath_f[/focused], "
+     "LauncherIconPath_n[/unfocused], MbrActivityIndex[3]",
+     false},
+};
+
+class SettingsCommandTest : public ClientTest, public testing::WithParamInterface<Command> {
+ protected:
+    static bool run() { return GetParam().call(*CSourceAPI::Get()); }
+    static bool namesAreFresh() { return CSourceAPI::m_bIntializedSourceDataMap; }
+
+    static Json::Value request() {
+        std::string text = GetParam().request;
+        const std::size_t pid = text.find("$PID");
+        if (pid != std::string::npos) {
+            text.replace(pid, 4, std::to_string(getpid()));
+        }
+        return parsedJson(text);
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Every, SettingsCommandTest, testing::ValuesIn(commands),
+                         [](const auto &test) { return test.param.operation; });
+
+TEST_P(SettingsCommandTest, SendsExactlyItsMethodAndItsData) {
+    EXPECT_TRUE(run());
+    ASSERT_THAT(service.calls(), SizeIs(1));
+    EXPECT_EQ(service.lastCall().json, request());
+    EXPECT_THAT(service.lastCall().bodyType, "(suss)");
+}
+
+TEST_P(SettingsCommandTest, LogsItsParametersFirstAtErrorLevel) {
+    CSourceAPI::Get();
+    platform.clearLog();
+    run();
+    const std::vector<LogLine> log = platform.log();
+    ASSERT_THAT(log, SizeIs(testing::Gt(1U)));
+    EXPECT_THAT(log[0], Error(GetParam().entry));
+    EXPECT_THAT(log[0], From("SourceAPI.cpp", GetParam().operation));
+    EXPECT_THAT(log[1], Error("m_SendMessageSync"));
+    EXPECT_THAT(platform.logOf(GetParam().operation), SizeIs(1));
+}
+
+TEST_P(SettingsCommandTest, SuccessMakesTheNamesStaleUnlessItIsAboutIcons) {
+    CSourceAPI::Get();
+    ASSERT_TRUE(namesAreFresh());
+    EXPECT_TRUE(run());
+    EXPECT_EQ(namesAreFresh(), !GetParam().makesNamesStale);
+}
+
+TEST_P(SettingsCommandTest, NextNameQueryRefreshesFirstUnlessItWasAboutIcons) {
+    service.replyTo("UtilGetSourceList", R"({"return_data":[]})");
+    EXPECT_TRUE(run());
+    platform.setSourceNames(R"([{"SourceType":7,"EditName":"Renamed"}])");
+    std::string name;
+    EXPECT_TRUE(CSourceAPI::Get()->GetSourceEditName(7, name, 0));
+    EXPECT_EQ(name, GetParam().makesNamesStale ? "Renamed" : "Game");
+    EXPECT_EQ(service.countOf("UtilGetSourceList"), GetParam().makesNamesStale ? 1 : 0);
+}
+
+TEST_P(SettingsCommandTest, StaleNamesStayStale) {
+    CSourceAPI::Get();
+    CSourceAPI::m_bIntializedSourceDataMap = false;
+    EXPECT_TRUE(run());
+    EXPECT_FALSE(namesAreFresh());
+}
+
+TEST_P(SettingsCommandTest, AnyOtherAnswerIsAFailureThatLeavesTheNames) {
+    CSourceAPI::Get();
+    for (const char *reply :
+         {R"({"return_data":false})", R"({"return_data":0})", "{}", "no JSON",
+          R"({"return_data":"true"})", "[true]", R"({"dbus_result":"fail","return_data":true})"}) {
+        SCOPED_TRACE(reply);
+        service.reply(reply);
+        EXPECT_FALSE(run());
+        EXPECT_TRUE(namesAreFresh());
+    }
+}
+
+TEST_P(SettingsCommandTest, CallThatCannotBeMadeIsAFailureThatLeavesTheNames) {
+    CSourceAPI::Get();
+    service.replyWithError("test.Error.Refused", "not today");
+    EXPECT_FALSE(run());
+    EXPECT_THAT(service.calls(), SizeIs(1));
+    service.releaseName();
+    EXPECT_FALSE(run());
+    EXPECT_THAT(service.calls(), SizeIs(1));
+    EXPECT_TRUE(namesAreFresh());
+}
+
+TEST_P(SettingsCommandTest, GoesThroughTheOneObject) {
+    CSourceAPI other;
+    EXPECT_TRUE(GetParam().call(other));
+    EXPECT_EQ(platform.count(infoPriority, "CSourceAPI constructor"), 2);
+}
+
+TEST_P(SettingsCommandTest, HandlesNoForeignException) {
+    CSourceAPI::Get();
+    platform.onLog([](const LogLine &line) {
+        if (line.text.rfind("ret_data", 0) == 0) {
+            throw std::runtime_error("foreign");
+        }
+    });
+    EXPECT_THROW(run(), std::runtime_error);
+    EXPECT_TRUE(namesAreFresh());
+}
+
+class SourceSettingsTest : public ClientTest {
+ protected:
+    static constexpr const char *before = "before";
+
+    // Asks for the icons of a source; what the outputs hold afterwards.
+    bool askForIcons() {
+        return CSourceAPI::Get()->GetCustomIconPath(7, sourceIcon, launcherIcons, -3);
+    }
+    std::vector<std::string> outputs() const {
+        return {sourceIcon, launcherIcons.first, launcherIcons.second};
+    }
+
+    std::string sourceIcon = before;
+    Icons launcherIcons{before, before};
+};
+
+TEST_F(SourceSettingsTest, EmptyTextsAreSentAsEmptyTexts) {
+    CSourceAPI *const api = CSourceAPI::Get();
+    EXPECT_TRUE(api->SetSourceEditName(0, "", 0));
+    EXPECT_THAT(service.lastCall().json["data"]["EditName"], Json::Value(""));
+    EXPECT_TRUE(api->SetSourceDetectedNameAndDeviceType(0, "", 0, 0));
+    EXPECT_THAT(service.lastCall().json["data"]["DetectedName"], Json::Value(""));
+    EXPECT_TRUE(api->SetCustomIconPath(0, "", {"", ""}, 0));
+    for (const char *key :
+         {"SourceIconPath", "LauncherFocusedIconPath", "LauncherUnfocusedIconPath"}) {
+        EXPECT_THAT(service.lastCall().json["data"][key], Json::Value(""));
+    }
+}
+
+TEST_F(SourceSettingsTest, LargestDeviceTypeTravelsAsAPositiveNumber) {
+    CSourceAPI::Get()->SetSourceDeviceType(7, 4294967295U, 0);
+    EXPECT_THAT(service.lastCall().text, AllOf(HasSubstr("4294967295"), Not(HasSubstr("-1"))));
+}
+
+TEST_F(SourceSettingsTest, TextsTravelUnchanged) {
+    const std::string odd = "B\xC3\xA4r \"%20\"\n+\\";
+    EXPECT_TRUE(CSourceAPI::Get()->SetSourceEditName(7, odd, 0));
+    EXPECT_EQ(service.lastCall().json["data"]["EditName"], odd);
+}
+
+// The query of the icons.
+
+TEST_F(SourceSettingsTest, IconQuerySendsTypeAndIndexAndNoProcessId) {
+    askForIcons();
+    ASSERT_THAT(service.calls(), SizeIs(1));
+    EXPECT_EQ(service.lastCall().json,
+              parsedJson(R"({"method":"UtilGetCustomIconPath",)"
+                         R"("data":{"SourceType":7,"MbrActivityIndex":-3}})"));
+}
+
+TEST_F(SourceSettingsTest, IconsAreReadFromTheReplyItself) {
+    service.reply(R"({"SourceIconPath":"/s","LauncherFocusedIconPath":"/f",)"
+                  R"("LauncherUnfocusedIconPath":"/u",)"
+                  R"("return_data":{"SourceIconPath":"/wrong"}})");
+    EXPECT_TRUE(askForIcons());
+    EXPECT_THAT(outputs(), ElementsAre("/s", "/f", "/u"));
+}
+
+TEST_F(SourceSettingsTest, IconsThatTheReplyLacksAreEmpty) {
+    for (const char *reply : {"{}", "no JSON", "null", R"({"return_data":true})"}) {
+        SCOPED_TRACE(reply);
+        service.reply(reply);
+        sourceIcon = launcherIcons.first = launcherIcons.second = before;
+        EXPECT_TRUE(askForIcons());
+        EXPECT_THAT(outputs(), ElementsAre("", "", ""));
+    }
+    service.reply(R"({"LauncherFocusedIconPath":"/f"})");
+    EXPECT_TRUE(askForIcons());
+    EXPECT_THAT(outputs(), ElementsAre("", "/f", ""));
+}
+
+TEST_F(SourceSettingsTest, IconQueryDoesNotLookAtReturnData) {
+    for (const char *value : {"false", R"("text")", "[]", "null"}) {
+        SCOPED_TRACE(value);
+        service.reply(R"({"SourceIconPath":"/s","return_data":)" + std::string(value) + "}");
+        EXPECT_TRUE(askForIcons());
+        EXPECT_EQ(sourceIcon, "/s");
+    }
+}
+
+TEST_F(SourceSettingsTest, IconsAreConvertedAsTheJsonLibraryDoes) {
+    service.reply(R"({"SourceIconPath":3,"LauncherFocusedIconPath":true,)"
+                  R"("LauncherUnfocusedIconPath":null})");
+    EXPECT_TRUE(askForIcons());
+    EXPECT_THAT(outputs(), ElementsAre("3", "true", ""));
+}
+
+TEST_F(SourceSettingsTest, IconQueryThatCannotBeMadeLeavesTheOutputs) {
+    service.replyWithError("test.Error.Refused", "not today");
+    EXPECT_FALSE(askForIcons());
+    service.reply(R"({"dbus_result":"fail","SourceIconPath":"/s"})");
+    EXPECT_FALSE(askForIcons());
+    EXPECT_THAT(service.calls(), SizeIs(2));
+    service.releaseName();
+    EXPECT_FALSE(askForIcons());
+    EXPECT_THAT(outputs(), Each(before));
+    EXPECT_THAT(platform.logOf("GetCustomIconPath"), Each(Error("GetCustomIconPath")));
+}
+
+TEST_F(SourceSettingsTest, UnreadableIconKeepsTheOutputsFromItsPlaceOn) {
+    const std::vector<std::pair<const char *, std::vector<std::string>>> table = {
+        {"SourceIconPath", {before, before, before}},
+        {"LauncherFocusedIconPath", {"/new", before, before}},
+        {"LauncherUnfocusedIconPath", {"/new", "/new", before}}};
+    for (const auto &[bad, expected] : table) {
+        SCOPED_TRACE(bad);
+        Json::Value reply;
+        for (const auto &row : table) {
+            reply[row.first] = "/new";
+        }
+        reply[bad] = Json::arrayValue;
+        service.reply(jsonText(reply));
+        sourceIcon = launcherIcons.first = launcherIcons.second = before;
+        platform.clearLog();
+        EXPECT_FALSE(askForIcons());
+        EXPECT_EQ(outputs(), expected);
+        EXPECT_THAT(platform.logOf("GetCustomIconPath"),
+                    ElementsAre(Error("GetCustomIconPath"),
+                                Error("Exception occured! [Type is not convertible to string]")));
+    }
+}
+
+TEST_F(SourceSettingsTest, ReplyThatIsNoObjectFailsTheIconQuery) {
+    service.reply("[1]");
+    EXPECT_FALSE(askForIcons());
+    EXPECT_THAT(outputs(), Each(before));
+    EXPECT_THAT(platform.logOf("GetCustomIconPath"),
+                ElementsAre(Error("GetCustomIconPath"), ErrorWith("Exception occured! [")));
+}
+
+TEST_F(SourceSettingsTest, IconQueryLogsItsEntryFirstAtErrorLevel) {
+    CSourceAPI::Get();
+    platform.clearLog();
+    EXPECT_TRUE(askForIcons());
+    EXPECT_THAT(platform.log().front(), Error("GetCustomIconPath"));
+    EXPECT_THAT(platform.logOf("GetCustomIconPath"),
+                ElementsAre(From("SourceAPI.cpp", "GetCustomIconPath")));
+    EXPECT_THAT(platform.logOf("m_MakeAPICall"), IsEmpty());
+}
+
+TEST_F(SourceSettingsTest, IconQueryLeavesTheNames) {
+    EXPECT_TRUE(askForIcons());
+    EXPECT_TRUE(CSourceAPI::m_bIntializedSourceDataMap);
+}
+
+TEST_F(SourceSettingsTest, IconQueryGoesThroughTheOneObject) {
+    CSourceAPI other;
+    EXPECT_TRUE(other.GetCustomIconPath(7, sourceIcon, launcherIcons, 0));
+    EXPECT_EQ(platform.count(infoPriority, "CSourceAPI constructor"), 2);
+}
+
+TEST_F(SourceSettingsTest, ForeignExceptionPassesTheIconQuery) {
+    CSourceAPI::Get();
+    platform.onLog([](const LogLine &line) {
+        if (line.function == "m_SendMessageSync") {
+            throw std::runtime_error("foreign");
+        }
+    });
+    EXPECT_THROW(askForIcons(), std::runtime_error);
+    EXPECT_THAT(outputs(), Each(before));
+}
+
+}  // namespace

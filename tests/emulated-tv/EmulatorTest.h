@@ -1,0 +1,59 @@
+// SPDX-FileCopyrightText: The source-api authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef EMULATED_TV_EMULATOR_TEST_H
+#define EMULATED_TV_EMULATOR_TEST_H
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "Program.h"
+#include "ReadinessEvent.h"
+#include "SettingsStore.h"
+#include "TemporaryFolder.h"
+
+// Runs tv-emulator from outside, where it finds no TV but those of the test itself.
+class EmulatorTest : public testing::Test {
+ protected:
+    // The environment of every emulator of the test.
+    Environment environment() const {
+        return {{"XDG_RUNTIME_DIR", m_home.path()},
+                {"SOURCE_TV_ROOT", ""},
+                {"DBUS_SYSTEM_BUS_ADDRESS", ""},
+                {"SCRATCH", m_scratch.path()}};
+    }
+
+    static std::vector<std::string> emulator(std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), TV_EMULATOR);
+        return arguments;
+    }
+
+    // The command line of a TV with a shell script that says "ready" once it has come to a point.
+    static std::vector<std::string> runScript(const std::string &script) {
+        return emulator(
+            {"run", "--", "sh", "-c",
+             "ready() { mkdir -p \"$SCRATCH/events\"; : > \"$SCRATCH/events/ready\"; }\n" +
+                 script});
+    }
+    testing::AssertionResult isReady() const {
+        return ReadinessEvent(m_scratch.path(), "ready").wait(patience)
+                   ? testing::AssertionSuccess()
+                   : testing::AssertionFailure() << "the script did not get ready";
+    }
+
+    // A process number that the script wrote down.
+    pid_t noted(const std::string &name) const {
+        return std::stoi(readFile(m_scratch.path() / name).value_or("-1"));
+    }
+
+    std::filesystem::path scratch() const { return m_scratch.path(); }
+    bool noRootIsLeft() const { return std::filesystem::is_empty(m_home.path()); }
+
+ private:
+    TemporaryFolder m_home;
+    TemporaryFolder m_scratch;
+};
+
+#endif

@@ -1,0 +1,97 @@
+// SPDX-FileCopyrightText: The source-api authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <gmock/gmock.h>
+
+#include "Commands.h"
+#include "JsonText.h"
+#include "SourceState.h"
+#include "TemporaryFolder.h"
+
+using testing::HasSubstr;
+
+constexpr auto namesKey = "db/source-list/source-name";
+
+class PersistenceTest : public testing::Test {
+ protected:
+    // The document that clients read, as it is on the disk.
+    Json::Value storedNames() const {
+        return parseJson(SettingsStore(m_root.path()).get(namesKey).value_or("")).value_or("none");
+    }
+
+    TemporaryFolder m_root;
+};
+
+TEST_F(PersistenceTest, NewTvWritesItsNamesAtOnce) {
+    const SourceState state(m_root.path());
+    EXPECT_EQ(storedNames(), state.model().names());
+    EXPECT_EQ(storedNames()[1]["EditName"], "Wohnzimmer Bär");
+}
+
+TEST_F(PersistenceTest, RestartKeepsEverything) {
+    Json::Value before;
+    {
+        SourceState state(m_root.path());
+        Commands commands(state);
+        for (const char *request : {R"({"method":"UtilSetSourceEditName",
+                  "data":{"SourceType":4,"EditName":"Björns Ecke","MBRActivityIndex":0}})",
+                                    R"({"method":"UtilSetSourceDeviceType",
+                  "data":{"SourceType":4,"DeviceType":4294967295,"MBRActivityIndex":0}})",
+                                    R"({"method":"UtilSetCustomIconPath",
+                  "data":{"SourceType":4,"Pid":1,"MbrActivityIndex":0,"SourceIconPath":"/s.png",
+                          "LauncherFocusedIconPath":"/f.png",
+                          "LauncherUnfocusedIconPath":"/u.png"}})",
+                                    R"({"method":"SourceConnect","data":{"SourceType":4}})"}) {
+            EXPECT_THAT(commands.answer(request).text, HasSubstr(R"("return_data":true)"));
+        }
+        state.change(ListChange::Plugged,
+                     [](SourceModel &model) { model.plug("usb-stick", "Holiday", std::nullopt); });
+        before = state.model().toJson();
+    }
+    const SourceState state(m_root.path());
+    EXPECT_EQ(state.model().toJson(), before);
+    EXPECT_EQ(state.model().selected(), "hdmi2");
+    EXPECT_EQ(state.model().source("hdmi2").customIcons.launcherFocused, "/f.png");
+    EXPECT_EQ(state.model().source("usb-stick").detectedName, "Holiday");
+    EXPECT_EQ(storedNames(), state.model().names());
+}
+
+TEST_F(PersistenceTest, ChangeIsOnTheDiskBeforeItIsAnswered) {
+    SourceState state(m_root.path());
+    Commands(state).answer(
+        R"({"method":"UtilSetSourceDeviceType",
+            "data":{"SourceType":3,"DeviceType":4294967295,"MBRActivityIndex":0}})");
+    EXPECT_EQ(storedNames()[1]["DeviceType"], -1);
+    EXPECT_EQ(SourceState(m_root.path()).model().toJson(), state.model().toJson());
+}
+
+TEST_F(PersistenceTest, ChangeThatCannotBeWrittenFailsAndIsNotMade) {
+    SourceState state(m_root.path());
+    const Json::Value before = state.model().toJson();
+    // A folder is in the way of the file.
+    std::filesystem::remove(m_root.path() / "state.json");
+    std::filesystem::create_directories(m_root.path() / "state.json" / "in the way");
+    const auto answer = Commands(state).answer(
+        R"({"method":"UtilSetSourceEditName",
+            "data":{"SourceType":3,"EditName":"new","MBRActivityIndex":0}})");
+    const Json::Value reply = parseJson(answer.text).value_or("none");
+    EXPECT_EQ(reply["dbus_result"], "fail");
+    EXPECT_EQ(reply["return_data"], false);
+    EXPECT_EQ(answer.change, std::nullopt);
+    EXPECT_EQ(state.model().toJson(), before);
+}
+
+TEST_F(PersistenceTest, StateThatCannotBeReadIsNotReplaced) {
+    for (const char *content : {"", "{", "[]", R"({"selected":"tuner"})"}) {
+        replaceFile(m_root.path() / "state.json", content);
+        EXPECT_THROW(SourceState state(m_root.path()), std::runtime_error);
+        EXPECT_EQ(readFile(m_root.path() / "state.json"), content);
+    }
+}
+
+TEST_F(PersistenceTest, NamesLostFromTheStoreComeBackAtTheNextStart) {
+    { const SourceState state(m_root.path()); }
+    SettingsStore(m_root.path()).remove(namesKey);
+    const SourceState state(m_root.path());
+    EXPECT_EQ(storedNames(), state.model().names());
+}

@@ -1,0 +1,133 @@
+// SPDX-FileCopyrightText: The source-api authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "Program.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/inotify.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+
+#include <array>
+#include <csignal>
+#include <fstream>
+
+#include "SettingsStore.h"
+
+namespace {
+
+std::vector<std::string> environmentWith(const Environment &changes) {
+    std::vector<std::string> environment;
+    for (char **next = environ; *next != nullptr; ++next) {
+        const std::string entry = *next;
+        if (changes.count(entry.substr(0, entry.find('='))) == 0) {
+            environment.push_back(entry);
+        }
+    }
+    for (const auto &[name, value] : changes) {
+        if (!value.empty()) {
+            environment.push_back(name);
+            environment.back().append("=").append(value);
+        }
+    }
+    return environment;
+}
+
+std::vector<char *> pointersTo(std::vector<std::string> &texts) {
+    std::vector<char *> pointers;
+    pointers.reserve(texts.size() + 1);
+    for (std::string &text : texts) {
+        pointers.push_back(text.data());
+    }
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
+bool isReadable(const FileDescriptor &fd) {
+    pollfd readable = {fd.get(), POLLIN, 0};
+    return poll(&readable, 1, static_cast<int>(std::chrono::milliseconds(patience).count())) > 0;
+}
+
+}  // namespace
+
+ProcessWatch::ProcessWatch(pid_t pid) : m_fd(static_cast<int>(syscall(SYS_pidfd_open, pid, 0))) {}
+
+bool ProcessWatch::waitForEnd() const {
+    return !m_fd || isReadable(m_fd);
+}
+
+std::vector<pid_t> childrenOf(pid_t process) {
+    const std::string number = std::to_string(process);
+    std::ifstream list("/proc/" + number + "/task/" + number + "/children");
+    std::vector<pid_t> children;
+    for (pid_t child = 0; list >> child;) {
+        children.push_back(child);
+    }
+    return children;
+}
+
+Program::Program(std::vector<std::string> command, const Environment &changes) {
+    std::vector<std::string> environment = environmentWith(changes);
+    posix_spawn_file_actions_t files;
+    posix_spawn_file_actions_init(&files);
+    posix_spawn_file_actions_addopen(&files, 0, "/dev/null", O_RDONLY, 0);
+    const std::string output = m_folder.path() / "output";
+    const std::string errors = m_folder.path() / "errors";
+    posix_spawn_file_actions_addopen(&files, 1, output.c_str(), O_WRONLY | O_CREAT | O_APPEND,
+                                     0600);
+    posix_spawn_file_actions_addopen(&files, 2, errors.c_str(), O_WRONLY | O_CREAT | O_APPEND,
+                                     0600);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
+    const int error = posix_spawnp(&m_pid, command.front().c_str(), &files, &attributes,
+                                   pointersTo(command).data(), pointersTo(environment).data());
+    posix_spawnattr_destroy(&attributes);
+    posix_spawn_file_actions_destroy(&files);
+    EXPECT_EQ(error, 0) << command.front();
+}
+
+Program::~Program() {
+    if (m_pid > 0 && !m_status) {
+        kill(m_pid, SIGTERM);
+        if (!ProcessWatch(m_pid).waitForEnd()) {
+            kill(m_pid, SIGKILL);
+        }
+        waitpid(m_pid, nullptr, 0);
+    }
+}
+
+int Program::exitCode() {
+    if (!m_status) {
+        if (!ProcessWatch(m_pid).waitForEnd()) {
+            ADD_FAILURE() << "still running; it said: " << output() << errors();
+            return -1;
+        }
+        int status = 0;
+        waitpid(m_pid, &status, 0);
+        m_status = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+    }
+    return *m_status;
+}
+
+bool Program::waitForOutput(const std::string &text) const {
+    const FileDescriptor changes(inotify_init1(IN_CLOEXEC));
+    inotify_add_watch(changes.get(), (m_folder.path() / "output").c_str(), IN_MODIFY);
+    while (output().find(text) == std::string::npos) {
+        std::array<char, 4096> events;
+        if (!isReadable(changes) || read(changes.get(), events.data(), events.size()) <= 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
+std::string Program::output() const {
+    return readFile(m_folder.path() / "output").value_or("");
+}
+
+std::string Program::errors() const {
+    return readFile(m_folder.path() / "errors").value_or("");
+}

@@ -1,0 +1,188 @@
+// SPDX-FileCopyrightText: The source-api authors
+// SPDX-License-Identifier: Apache-2.0
+
+// The bus policy of a real TV: on a bus where the test's user is the source service, and on one
+// where another user is, so that the test is the stranger.
+#include <gtest/gtest.h>
+#include <pwd.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "ChildProgram.h"
+#include "FakePlatform.h"
+#include "FakeService.h"
+#include "RecordedCallback.h"
+#include "SourceAPI.h"
+#include "TestBus.h"
+
+namespace {
+
+constexpr const char *change = R"({"return_data":[{"sourceType":9}],"data":{"result":5}})";
+
+std::string currentUser() {
+    return getpwuid(getuid())->pw_name;
+}
+std::string otherUser() {
+    return currentUser() == "nobody" ? "daemon" : "nobody";
+}
+
+std::string contentOf(const std::filesystem::path &file) {
+    std::ostringstream content;
+    content << std::ifstream(file).rdbuf();
+    return content.str();
+}
+
+// A message bus that obeys the policy file, configured for the given service user and otherwise
+// as a system bus is: nothing is allowed but what a policy allows.
+class PolicyBus {
+ public:
+    explicit PolicyBus(const std::string &serviceUser)
+        : m_folder(std::filesystem::path(testing::TempDir()) /
+                   ("policy-" + std::to_string(getpid()))) {
+        std::filesystem::create_directories(m_folder / "system.d");
+        const std::string placeholder = "@SOURCE_API_SERVICE_USER@";
+        std::string policy = contentOf(POLICY_TEMPLATE);
+        policy.replace(policy.find(placeholder), placeholder.size(), serviceUser);
+        std::ofstream(m_folder / "system.d" / "source-service.conf") << policy;
+        std::ofstream(m_folder / "bus.conf")
+            << "<busconfig><type>system</type><keep_umask/><listen>unix:tmpdir="
+            << m_folder.string()
+            << "</listen><auth>EXTERNAL</auth><policy context=\"default\"><allow user=\"*\"/>"
+               "<deny own=\"*\"/><deny send_type=\"method_call\"/>"
+               "<allow send_type=\"signal\"/><allow send_requested_reply=\"true\" "
+               "send_type=\"method_return\"/><allow send_requested_reply=\"true\" "
+               "send_type=\"error\"/><allow receive_type=\"method_call\"/>"
+               "<allow receive_type=\"method_return\"/><allow receive_type=\"error\"/>"
+               "<allow receive_type=\"signal\"/>"
+               "<allow send_destination=\"org.freedesktop.DBus\"/></policy>"
+               "<includedir>system.d</includedir></busconfig>";
+        m_daemon.emplace(std::vector<std::string>{
+            DBUS_DAEMON, "--config-file=" + (m_folder / "bus.conf").string(), "--nofork",
+            "--print-address"});
+        m_address = m_daemon->readLine();
+        g_setenv("DBUS_SYSTEM_BUS_ADDRESS", m_address.c_str(), TRUE);
+    }
+    ~PolicyBus() {
+        m_daemon.reset();
+        std::filesystem::remove_all(m_folder);
+    }
+    PolicyBus(const PolicyBus &) = delete;
+    PolicyBus &operator=(const PolicyBus &) = delete;
+
+    BusConnection connect() const { return connectTo(m_address); }
+    const std::string &address() const { return m_address; }
+
+ private:
+    std::filesystem::path m_folder;
+    std::optional<ChildProgram> m_daemon;
+    std::string m_address;
+};
+
+// The daemon's answer to a request for the service's name: 1 for the owner, 0 for a refusal.
+guint requestServiceName(GDBusConnection *connection) {
+    GVariant *const answer = g_dbus_connection_call_sync(
+        connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+        "RequestName", g_variant_new("(su)", "source_service.message", 0U), nullptr,
+        G_DBUS_CALL_FLAGS_NONE, waitLimit, nullptr, nullptr);
+    if (answer == nullptr) {
+        return 0;
+    }
+    guint outcome = 0;
+    g_variant_get(answer, "(u)", &outcome);
+    g_variant_unref(answer);
+    return outcome;
+}
+
+void emitChange(GDBusConnection *connection, const char *destination = nullptr) {
+    ASSERT_TRUE(g_dbus_connection_emit_signal(connection, destination, "/source_service/message",
+                                              "source_service.message", "source_api",
+                                              plainBody(change), nullptr));
+}
+
+class BusPolicyTest : public testing::Test {
+ protected:
+    void useClient() {
+        FakePlatform::get().setSourceNames("[]");
+        CSourceAPI::RegisterSourceAPICallback(RecordedCallback::call, &heard);
+        // An answer shows that the daemon knows of the subscription.
+        CSourceAPI::Get()->Connect(1);
+    }
+
+    RecordedCallback heard;
+};
+
+TEST_F(BusPolicyTest, TheServicesUserOwnsTheNameAndIsHeard) {
+    const PolicyBus bus(currentUser());
+    FakeService service(bus.connect());
+    useClient();
+    EXPECT_EQ(service.countOf("SourceConnect"), 1);
+    service.emitChange(change);
+    EXPECT_TRUE(deliverSignalsOf(service.connection()));
+    EXPECT_THAT(heard.values(), testing::ElementsAre(5));
+}
+
+TEST_F(BusPolicyTest, AStrangerCannotTakeTheName) {
+    const PolicyBus bus(otherUser());
+    const BusConnection stranger = bus.connect();
+    EXPECT_EQ(requestServiceName(stranger.get()), 0U);
+}
+
+TEST_F(BusPolicyTest, AStrangersChangeSignalReachesNoApplication) {
+    const PolicyBus bus(otherUser());
+    const BusConnection stranger = bus.connect();
+    useClient();
+    emitChange(stranger.get());
+    emitChange(stranger.get(), g_dbus_connection_get_unique_name(sharedConnection().get()));
+    EXPECT_TRUE(deliverSignalsOf(stranger.get()));
+    EXPECT_THAT(heard.values(), testing::IsEmpty());
+}
+
+// The same with two users on one bus, where the machine lets the test be somebody else.
+class SecondUserTest : public BusPolicyTest {
+ protected:
+    void SetUp() override {
+        if (getuid() != 0) {
+            GTEST_SKIP() << "only root can act as a second user; BusPolicyTest shows the same";
+        }
+    }
+
+    // Has a stranger send something by the bus's own tool; its exit code.
+    static int sendAsStranger(const PolicyBus &bus, std::vector<std::string> message) {
+        std::vector<std::string> command{SETPRIV, "--reuid=" + otherUser(), "--clear-groups",
+                                         DBUS_SEND, "--bus=" + bus.address()};
+        command.insert(command.end(), message.begin(), message.end());
+        ChildProgram stranger(command);
+        return stranger.waitForExit();
+    }
+};
+
+TEST_F(SecondUserTest, CannotTakeTheName) {
+    const PolicyBus bus(currentUser());
+    EXPECT_EQ(sendAsStranger(bus, {"--print-reply", "--dest=org.freedesktop.DBus", "/",
+                                   "org.freedesktop.DBus.GetId"}),
+              0);
+    EXPECT_NE(sendAsStranger(bus, {"--print-reply", "--dest=org.freedesktop.DBus", "/",
+                                   "org.freedesktop.DBus.RequestName",
+                                   "string:source_service.message", "uint32:0"}),
+              0);
+}
+
+TEST_F(SecondUserTest, IsNotHeard) {
+    const PolicyBus bus(currentUser());
+    FakeService service(bus.connect());
+    useClient();
+    sendAsStranger(bus, {"--type=signal", "/x", "x.y.source_api"});
+    EXPECT_TRUE(deliverSignalsOf(service.connection()));
+    EXPECT_THAT(heard.values(), testing::IsEmpty());
+    service.emitChange(change);
+    EXPECT_TRUE(deliverSignalsOf(service.connection()));
+    EXPECT_THAT(heard.values(), testing::ElementsAre(5));
+}
+
+}  // namespace

@@ -1,0 +1,168 @@
+// SPDX-FileCopyrightText: The source-api authors
+// SPDX-License-Identifier: Apache-2.0
+
+// An application that leaves, or unloads the library, at the worst moment. Its first argument
+// names the moment. It says "ready" when the moment has come and goes on when it reads a line.
+#include <dlfcn.h>
+#include <gio/gio.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <future>
+#include <iostream>
+#include <map>
+#include <string>
+#include <thread>
+
+namespace {
+
+void *library = nullptr;
+
+template <class Function>
+Function entry(const char *name) {
+    auto *const function = reinterpret_cast<Function>(dlsym(library, name));
+    if (function == nullptr) {
+        std::cerr << "missing: " << name << std::endl;
+        std::_Exit(3);
+    }
+    return function;
+}
+
+bool connectSource(int type) {
+    return entry<bool (*)(int)>("connect_source")(type);
+}
+
+void registerCallback(void (*callback)(int, void *)) {
+    entry<void (*)(void (*)(int, void *), void *)>("register_sourcelist_changed_callback")(callback,
+                                                                                           nullptr);
+    connectSource(1);  // an answer shows that the daemon knows of the subscription
+}
+
+void waitForTheWord() {
+    std::cout << "ready" << std::endl;
+    std::string word;
+    std::getline(std::cin, word);
+}
+
+void iterate() {
+    g_main_context_iteration(nullptr, TRUE);
+}
+
+// A request hangs in the service.
+void callInFlight() {
+    std::thread([] { connectSource(3); }).detach();
+    waitForTheWord();
+}
+
+void exitDuringCall() {
+    callInFlight();
+}
+
+void unloadDuringCall() {
+    callInFlight();
+    dlclose(library);
+    waitForTheWord();  // the answer has come meanwhile
+}
+
+void exitInCallback() {
+    registerCallback([](int, void *) { std::exit(0); });
+    waitForTheWord();
+    for (;;) {
+        iterate();
+    }
+}
+
+void unloadInCallback() {
+    static bool called = false;
+    registerCallback([](int, void *) {
+        dlclose(library);
+        called = true;
+    });
+    waitForTheWord();
+    while (!called) {
+        iterate();
+    }
+}
+
+std::promise<void> callbackRuns;
+
+// A callback is running on another thread and does not come back.
+void callbackUnderWay() {
+    registerCallback([](int, void *) {
+        callbackRuns.set_value();
+        std::promise<void>().get_future().wait();
+    });
+    waitForTheWord();
+    std::thread([] {
+        for (;;) {
+            iterate();
+        }
+    }).detach();
+    callbackRuns.get_future().wait();
+}
+
+void exitWhileCallbackRuns() {
+    callbackUnderWay();
+}
+
+void unloadWhileCallbackRuns() {
+    callbackUnderWay();
+    dlclose(library);
+}
+
+// Signals have arrived in the process, but nobody has iterated the main context.
+void signalsQueued() {
+    registerCallback([](int, void *) {});
+    waitForTheWord();
+    connectSource(3);
+}
+
+void exitWithQueuedSignals() {
+    signalsQueued();
+}
+
+void unloadWithQueuedSignals() {
+    signalsQueued();
+    dlclose(library);
+    while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
+    }
+}
+
+void unloadUnused() {
+    dlclose(library);
+}
+
+void loadAgain() {
+    connectSource(3);
+    dlclose(library);
+    library = dlopen(SOURCE_API_LIBRARY, RTLD_NOW);
+    if (!connectSource(4)) {
+        std::_Exit(4);
+    }
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+    const std::map<std::string, std::function<void()>> moments{
+        {"exit-during-call", exitDuringCall},
+        {"unload-during-call", unloadDuringCall},
+        {"exit-in-callback", exitInCallback},
+        {"unload-in-callback", unloadInCallback},
+        {"exit-while-callback-runs", exitWhileCallbackRuns},
+        {"unload-while-callback-runs", unloadWhileCallbackRuns},
+        {"exit-with-queued-signals", exitWithQueuedSignals},
+        {"unload-with-queued-signals", unloadWithQueuedSignals},
+        {"unload-unused", unloadUnused},
+        {"load-again", loadAgain},
+    };
+    library = dlopen(SOURCE_API_LIBRARY, RTLD_NOW);
+    const auto moment = moments.find(argc > 1 ? argv[1] : "");
+    if (library == nullptr || moment == moments.end()) {
+        std::cerr << (library == nullptr ? dlerror() : "which moment?") << std::endl;
+        return 2;
+    }
+    moment->second();
+    return 0;
+}

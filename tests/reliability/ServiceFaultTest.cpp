@@ -1,0 +1,275 @@
+// SPDX-FileCopyrightText: The source-api authors
+// SPDX-License-Identifier: Apache-2.0
+
+// What an application gets when the service or the bus fails it, what the log says, and that the
+// next good answer works.
+
+#include <future>
+#include <memory>
+#include <optional>
+
+#include "ClientTest.h"
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::Not;
+
+namespace {
+
+class ServiceFaultTest : public testing::Test {
+ protected:
+    ServiceFaultTest() {
+        service.emplace(bus);
+        platform.setSourceNames("[]");
+        api = CSourceAPI::Get();
+        platform.clearLog();
+    }
+
+    std::future<bool> connectInBackground() {
+        return std::async(std::launch::async, [this] { return api->Connect(3); });
+    }
+
+    void expectNextAnswerWorks() {
+        platform.clearLog();
+        EXPECT_TRUE(api->Connect(5));
+        EXPECT_EQ(service->lastCall().json["data"]["SourceType"], 5);
+        EXPECT_THAT(platform.log(), Contains(Error("send success!")));
+        EXPECT_THAT(platform.log(), Contains(Info(" Return data = 1")));
+    }
+
+    TestBus bus;
+    std::optional<FakeService> service;
+    FakePlatform &platform = FakePlatform::get();
+    CSourceAPI *api = nullptr;
+};
+
+TEST_F(ServiceFaultTest, AServiceThatIsGoneIsReportedAtOnce) {
+    service.reset();
+    EXPECT_FALSE(api->Connect(3));
+    EXPECT_THAT(platform.log(),
+                ElementsAre(Error("connecting source type = [3]"), Error("m_SendMessageSync"),
+                            Error("source-service server is not available yet!!!")));
+    service.emplace(bus);
+    expectNextAnswerWorks();
+}
+
+TEST_F(ServiceFaultTest, AServiceThatDiesDuringACallFailsIt) {
+    service->hold();
+    std::future<bool> done = connectInBackground();
+    service->waitForCalls(1);
+    g_dbus_connection_close_sync(service->connection(), nullptr, nullptr);
+    EXPECT_FALSE(done.get());
+    EXPECT_THAT(platform.log(),
+                Contains(ErrorWith("Fail to invoking sync message call(")).Times(1));
+    EXPECT_THAT(platform.log(), Contains(Error("send fail!")).Times(1));
+    EXPECT_THAT(platform.log(), Not(Contains(Error("Error: no response or return_data!"))));
+    service.emplace(bus);
+    expectNextAnswerWorks();
+}
+
+TEST_F(ServiceFaultTest, AServiceThatDiesAfterACallTakesNothingBack) {
+    EXPECT_TRUE(api->Connect(3));
+    service.reset();
+    EXPECT_FALSE(api->Connect(3));
+    service.emplace(bus);
+    expectNextAnswerWorks();
+}
+
+TEST_F(ServiceFaultTest, ALateAnswerIsAnAnswer) {
+    service->hold();
+    std::future<bool> done = connectInBackground();
+    service->waitForCalls(1);
+    EXPECT_EQ(done.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+    service->release();
+    EXPECT_TRUE(done.get());
+    expectNextAnswerWorks();
+}
+
+// The bus's default time-out is 25 seconds, which this test takes.
+TEST_F(ServiceFaultTest, ACallThatIsNeverAnsweredEndsWithTheBusTimeOut) {
+    service->hold();
+    EXPECT_FALSE(api->Connect(3));
+    EXPECT_THAT(platform.log(),
+                Contains(ErrorWith("Fail to invoking sync message call(")).Times(1));
+    EXPECT_THAT(platform.log(), Contains(Error("send fail!")).Times(1));
+    service->release();  // too late, and ignored
+    expectNextAnswerWorks();
+}
+
+TEST_F(ServiceFaultTest, AnErrorReplyFailsTheCall) {
+    service->replyWithError("test.Refused", "not today");
+    EXPECT_FALSE(api->Connect(3));
+    EXPECT_THAT(platform.log(), Contains(ErrorWith("Fail to invoking sync message call("
+                                                   "GDBus.Error:test.Refused: not today ")));
+    EXPECT_THAT(platform.log(), Contains(Error("send fail!")));
+    service->reply(R"({"return_data":true})");
+    expectNextAnswerWorks();
+}
+
+TEST_F(ServiceFaultTest, ACallGoesToTheOwnerOfTheNameAtTheTimeAndItsAnswerCounts) {
+    service->hold();
+    std::future<bool> done = connectInBackground();
+    service->waitForCalls(1);
+    service->releaseName();
+    FakeService successor(bus);
+    service->release();
+    EXPECT_TRUE(done.get());
+    EXPECT_TRUE(successor.calls().empty());
+    EXPECT_TRUE(api->Connect(6));
+    EXPECT_EQ(successor.lastCall().json["data"]["SourceType"], 6);
+}
+
+struct WrongShape {
+    const char *name;
+    const char *body;  // GVariant's text format; null for a reply without a body
+};
+
+std::ostream &operator<<(std::ostream &out, const WrongShape &shape) {
+    return out << shape.name;
+}
+
+class WrongShapeTest : public ServiceFaultTest, public testing::WithParamInterface<WrongShape> {
+ protected:
+    WrongShapeTest() {
+        const char *const body = GetParam().body;
+        service->replyWith([body](const ReceivedCall &) {
+            return body != nullptr ? g_variant_new_parsed(body) : nullptr;
+        });
+    }
+};
+
+TEST_P(WrongShapeTest, IsNoAnswerToACommand) {
+    EXPECT_FALSE(api->Connect(3));
+    EXPECT_THAT(platform.log(), Contains(Error("send success!")));
+    EXPECT_THAT(platform.log(), Contains(Info("ret_data null\n")));
+    EXPECT_THAT(platform.log(), Contains(Error("Error: no response or return_data!")));
+    service->reply(R"({"return_data":true})");
+    expectNextAnswerWorks();
+}
+
+TEST_P(WrongShapeTest, IsAnEmptyList) {
+    const std::unique_ptr<char, decltype(&std::free)> list(api->GetSourceList(), std::free);
+    ASSERT_NE(list, nullptr);
+    EXPECT_STREQ(list.get(), "null");
+}
+
+TEST_P(WrongShapeTest, GivesEmptyIcons) {
+    std::string icon = "old";
+    std::pair<std::string, std::string> launcher{"old", "old"};
+    EXPECT_TRUE(api->GetCustomIconPath(3, icon, launcher, 0));
+    EXPECT_EQ(icon + launcher.first + launcher.second, "");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    AnyReply, WrongShapeTest,
+    testing::Values(WrongShape{"NoBody", nullptr}, WrongShape{"OneText", "('text',)"},
+                    WrongShape{"FourTexts", "('a', 'b', 'c', '{\"return_data\":true}')"},
+                    WrongShape{"FieldMissing", "('a', uint32 1, '{\"return_data\":true}')"},
+                    WrongShape{"FieldTooMany", "('a', uint32 1, '', '{}', '{}')"},
+                    WrongShape{"PlainBytes", "('a', uint32 1, '', '{}', [byte 1])"},
+                    WrongShape{"Variants", "(<'a'>, <uint32 1>, <''>, <'{}'>)"},
+                    WrongShape{"Nested", "(('a', uint32 1, '', '{\"return_data\":true}'),)"}),
+    [](const testing::TestParamInfo<WrongShape> &shape) { return shape.param.name; });
+
+std::string listOfSize(std::size_t size) {
+    return R"({"return_data":[{"sourceType":3,"uniqueKey":")" + std::string(size, 'x') + R"("}]})";
+}
+
+// The daemon's own limit for a message, 32 MiB unless it is configured otherwise.
+TEST_F(ServiceFaultTest, AnAnswerOf64MiBIsRefusedByTheBusAndFailsTheCall) {
+    service->reply(listOfSize(64U << 20U));
+    std::shared_ptr<std::multimap<int, CSourceItem>> list;
+    EXPECT_FALSE(api->GetSourceList(&list));
+    EXPECT_THAT(platform.log(),
+                Contains(ErrorWith("Fail to invoking sync message call(")).Times(1));
+    EXPECT_THAT(platform.log(), Contains(Error("Failed to get sourcelist!")));
+    service.emplace(bus);
+    expectNextAnswerWorks();
+}
+
+TEST_F(ServiceFaultTest, AnAnswerOf24MiBIsReadWhole) {
+    constexpr std::size_t size = 24U << 20U;
+    service->reply(listOfSize(size));
+    std::shared_ptr<std::multimap<int, CSourceItem>> list;
+    ASSERT_TRUE(api->GetSourceList(&list));
+    ASSERT_EQ(list->size(), 1U);
+    EXPECT_EQ(list->begin()->second.uniqueKey.size(), size);
+    service->reply(R"({"return_data":true})");
+    expectNextAnswerWorks();
+}
+
+// Handed over by the bus library, on a bus that lets it pass.
+TEST_F(ServiceFaultTest, ASignalOf64MiBIsReadWhole) {
+    constexpr std::size_t size = 64U << 20U;
+    GVariant *const body = g_variant_ref_sink(plainBody(listOfSize(size)));
+    SourceTCServer::m_DSignalHandler(nullptr, ":1.1", "/path", "interface", "source_api", body,
+                                     CSourceAPI::dBusHandler);
+    g_variant_unref(body);
+    EXPECT_EQ(CSourceAPI::m_sourceItemArray[0]["uniqueKey"].asString().size(), size);
+}
+
+TEST_F(ServiceFaultTest, JsonNestedBeyondTheReadersLimitIsText) {
+    service->reply(R"({"return_data":)" + std::string(5000, '[') + std::string(5000, ']') + "}");
+    EXPECT_FALSE(api->Connect(3));
+    EXPECT_THAT(platform.log(), Contains(Info(" NOT JSON TYPE MESSAGE!")));
+    EXPECT_THAT(platform.log(), Contains(Error("send success!")));
+    EXPECT_THAT(platform.log(), Contains(Error("Error: no response or return_data!")));
+    service->reply(R"({"return_data":true})");
+    expectNextAnswerWorks();
+}
+
+struct WrongText {
+    const char *name;
+    const char *text;
+    bool throws;  // the reader of the reply does
+};
+
+std::ostream &operator<<(std::ostream &out, const WrongText &text) {
+    return out << text.name;
+}
+
+class WrongTextTest : public ServiceFaultTest, public testing::WithParamInterface<WrongText> {
+ protected:
+    WrongTextTest() { service->reply(GetParam().text); }
+
+    void expectEndOfCall() {
+        if (GetParam().throws) {
+            EXPECT_THAT(platform.log(), Contains(ErrorWith("Exception occured! [")).Times(1));
+            EXPECT_THAT(platform.log(), Contains(Error("Error: no response or return_data!")));
+        } else {
+            EXPECT_THAT(platform.log(), Not(Contains(ErrorWith("Exception occured! ["))));
+        }
+        EXPECT_EQ(CSourceAPI::dBusHandler->m_SendCount, 0U);
+    }
+};
+
+TEST_P(WrongTextTest, IsNoAnswerToACommand) {
+    EXPECT_FALSE(api->Connect(3));
+    expectEndOfCall();
+    EXPECT_THAT(platform.log(), Contains(Error("Error: no response or return_data!")));
+    service->reply(R"({"return_data":true})");
+    expectNextAnswerWorks();
+}
+
+TEST_P(WrongTextTest, FailsOrEmptiesTheList) {
+    const std::unique_ptr<char, decltype(&std::free)> list(api->GetSourceList(), std::free);
+    expectEndOfCall();
+    EXPECT_EQ(list == nullptr, GetParam().throws);
+    // Only a fetch that failed is made again.
+    service->reply(R"({"return_data":[]})");
+    const std::unique_ptr<char, decltype(&std::free)> next(api->GetSourceList(), std::free);
+    ASSERT_NE(next, nullptr);
+    EXPECT_STREQ(next.get(), GetParam().throws ? "[]" : "null");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    AnyReply, WrongTextTest,
+    testing::Values(WrongText{"Empty", "", false}, WrongText{"NotJson", "{", false},
+                    WrongText{"EmptyObject", "{}", false}, WrongText{"Null", "null", false},
+                    WrongText{"Array", "[1,2]", true}, WrongText{"Number", "5", true},
+                    WrongText{"Text", "\"return_data\"", true},
+                    WrongText{"OutcomeIsAnObject", R"({"dbus_result":{}})", true},
+                    WrongText{"OutcomeIsAnArray", R"({"dbus_result":[1]})", true}),
+    [](const testing::TestParamInfo<WrongText> &text) { return text.param.name; });
+
+}  // namespace

@@ -1,0 +1,125 @@
+// SPDX-FileCopyrightText: The source-api authors
+// SPDX-License-Identifier: Apache-2.0
+
+// What an application gets when the settings store fails it, where an exception surfaces, and that
+// the next good document works.
+
+#include <memory>
+#include <optional>
+
+#include "ClientTest.h"
+
+using testing::Contains;
+using testing::Not;
+
+namespace {
+
+class SettingsFaultTest : public ClientTest {
+ protected:
+    SettingsFaultTest() { service.replyTo("UtilGetSourceList", R"({"return_data":[]})"); }
+
+    // The store changes while the library is in use, and the next query reads it again.
+    void changeStore(std::optional<std::string> document) {
+        CSourceAPI::Get();
+        platform.setSourceNames(std::move(document));
+        CSourceAPI::m_bIntializedSourceDataMap = false;
+        platform.clearLog();
+    }
+
+    std::optional<std::string> nameOf(int sourceType) {
+        std::string name;
+        return CSourceAPI::Get()->GetSourceEditName(sourceType, name, 0)
+                   ? std::optional<std::string>(name)
+                   : std::nullopt;
+    }
+
+    void expectNextDocumentWorks() {
+        platform.setSourceNames(names);
+        CSourceAPI::m_bIntializedSourceDataMap = false;
+        EXPECT_EQ(nameOf(7), "Game");
+    }
+
+    static constexpr const char *wrongType =
+        R"([{"SourceType":7,"EditName":"New","DeviceType":"three"}])";
+};
+
+TEST_F(SettingsFaultTest, AVanishedKeyFailsTheQueryAndIsReadAgain) {
+    changeStore(std::nullopt);
+    EXPECT_EQ(nameOf(7), std::nullopt);
+    EXPECT_THAT(platform.log(), Contains(Info("fail to get db/source-list/source-name")));
+    EXPECT_THAT(platform.log(), Contains(Error("Failed to get sourcemap!")));
+    EXPECT_TRUE(CSourceAPI::m_SourceDataMap.empty());
+    platform.setSourceNames(names);
+    EXPECT_EQ(nameOf(7), "Game");
+}
+
+TEST_F(SettingsFaultTest, RubbishIsAnEmptyMapThatIsNotReadAgain) {
+    for (const char *rubbish : {"", "{", "rubbish", "[{]"}) {
+        changeStore(rubbish);
+        EXPECT_EQ(nameOf(7), std::nullopt) << rubbish;
+        EXPECT_THAT(platform.log(), Contains(Info("nothing to parse"))) << rubbish;
+        EXPECT_THAT(platform.log(), Contains(Info("get GetSourceEditName fail[7][0]")));
+        EXPECT_TRUE(CSourceAPI::m_bIntializedSourceDataMap);
+        const std::size_t reads = platform.settingReads().size();
+        EXPECT_EQ(nameOf(7), std::nullopt);
+        EXPECT_EQ(platform.settingReads().size(), reads);
+    }
+    expectNextDocumentWorks();
+}
+
+TEST_F(SettingsFaultTest, JsonNestedBeyondTheReadersLimitIsRubbish) {
+    changeStore(std::string(5000, '[') + std::string(5000, ']'));
+    EXPECT_EQ(nameOf(7), std::nullopt);
+    EXPECT_THAT(platform.log(), Contains(Info("nothing to parse")));
+    expectNextDocumentWorks();
+}
+
+TEST_F(SettingsFaultTest, AWrongTypeSurfacesInTheQueryAndTheCacheStays) {
+    changeStore(wrongType);
+    std::string name = "old";
+    unsigned int type = 99;
+    EXPECT_THROW(CSourceAPI::Get()->GetSourceEditName(7, name, 0), Json::Exception);
+    EXPECT_THROW(CSourceAPI::Get()->GetSourceDeviceType(7, &type, 0), Json::Exception);
+    EXPECT_EQ(name, "old");
+    EXPECT_EQ(type, 99U);
+    EXPECT_EQ(CSourceAPI::m_SourceDataMap.size(), 2U);
+    EXPECT_FALSE(CSourceAPI::m_bIntializedSourceDataMap);
+    expectNextDocumentWorks();
+}
+
+TEST_F(SettingsFaultTest, AWrongTypeSurfacesInTheFirstReadOfTheList) {
+    changeStore(wrongType);
+    std::shared_ptr<std::multimap<int, CSourceItem>> list;
+    EXPECT_THROW(CSourceAPI::Get()->GetSourceList(), Json::Exception);
+    EXPECT_THROW(CSourceAPI::Get()->GetSourceList(&list), Json::Exception);
+    ASSERT_NE(list, nullptr);
+    EXPECT_TRUE(list->empty());
+    EXPECT_EQ(service.countOf("UtilGetSourceList"), 0);
+    platform.setSourceNames(names);
+    EXPECT_TRUE(CSourceAPI::Get()->GetSourceList(&list));
+}
+
+TEST_F(SettingsFaultTest, AWrongTypeSurfacesInTheFirstGetAndTheNextOneTriesAgain) {
+    platform.setSourceNames(wrongType);
+    EXPECT_THROW(CSourceAPI::Get(), Json::Exception);
+    EXPECT_THROW(CSourceAPI::Get(), Json::Exception);
+    platform.setSourceNames(names);
+    EXPECT_TRUE(CSourceAPI::Get()->Connect(3));
+    EXPECT_EQ(nameOf(7), "Game");
+    EXPECT_THAT(platform.log(), Contains(Error("Created source API dbus connection!")).Times(1));
+}
+
+TEST_F(SettingsFaultTest, AWrongTypeEndsASignalAsALogLine) {
+    changeStore(wrongType);
+    service.emitChange(R"({"return_data":[{"sourceType":1}],"data":{"result":1}})");
+    EXPECT_TRUE(deliverSignalsOf(service.connection()));
+    EXPECT_THAT(platform.log(), Contains(ErrorWith("Exception occured! [")).Times(1));
+    EXPECT_THAT(platform.log(), Not(Contains(Info("Done"))));
+    platform.setSourceNames(names);
+    service.emitChange(R"({"return_data":[{"sourceType":2}],"data":{"result":1}})");
+    EXPECT_TRUE(deliverSignalsOf(service.connection()));
+    EXPECT_THAT(platform.log(), Contains(Info("Done")));
+    EXPECT_EQ(nameOf(7), "Game");
+}
+
+}  // namespace

@@ -1,0 +1,422 @@
+// SPDX-FileCopyrightText: The source-api authors
+// SPDX-License-Identifier: Apache-2.0
+
+// Many threads over every function of both C interfaces, while signals pour in and the service is
+// killed and started again. SOAK_SECONDS stretches it to hours, SOAK_SIGNALS sets the signals a
+// second.
+#include <gtest/gtest.h>
+#include <json/json.h>
+#include <malloc.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "ChildProgram.h"
+#include "FakeService.h"
+#include "Platform.h"
+#include "SoakService.h"
+#include "TestBus.h"
+#include "source_api.h"
+#include "sourcelist-dotnet-api.h"
+
+namespace {
+
+constexpr int threadCount = 16;
+constexpr int standingRegistrations = 8;
+
+using Clock = std::chrono::steady_clock;
+
+int variable(const char *name, int otherwise) {
+    const char *const value = std::getenv(name);
+    return value != nullptr ? std::stoi(value) : otherwise;
+}
+
+struct FreeText {
+    void operator()(char *text) const { std::free(text); }
+};
+using Text = std::unique_ptr<char, FreeText>;
+
+std::atomic<long> logLines{0};
+
+// What the threads found. A wrong answer is counted and its first example kept.
+class Findings {
+ public:
+    void expect(bool right, const std::string &what) {
+        if (right) {
+            return;
+        }
+        ++m_wrong;
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_example.empty()) {
+            m_example = what;
+        }
+    }
+    long wrong() const { return m_wrong; }
+    std::string example() const {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        return m_example;
+    }
+
+ private:
+    std::atomic<long> m_wrong{0};
+    mutable std::mutex m_mutex;
+    std::string m_example;
+};
+
+Findings findings;
+
+// One generation of the list names itself in every element, so that a mixture would show.
+void expectOneGeneration(const std::set<std::string> &keys) {
+    findings.expect(keys.size() <= 1, "a list mixed from several");
+}
+
+void readListAsText() {
+    const Text text(get_source_list());
+    if (!text) {
+        return;
+    }
+    const Json::Value list = parsedJson(text.get());
+    findings.expect(list.isArray() && list.size() == soakSources, text.get());
+    std::set<std::string> keys;
+    for (const Json::Value &source : list) {
+        keys.insert(source["uniqueKey"].asString());
+    }
+    expectOneGeneration(keys);
+}
+
+thread_local std::set<std::string> *recordKeys = nullptr;
+thread_local unsigned int recordCount = 0;
+
+void takeRecord(int key, sourceapi_source_item *item, bool last) {
+    findings.expect(key == item->sourceType && !last, "a record under another key");
+    findings.expect(std::string(item->editName) == "Söurce " + std::to_string(key), item->editName);
+    recordKeys->insert(item->uniqueKey);
+    ++recordCount;
+    for (char *text :
+         {item->editName, item->detectedName, item->iconPath, item->uniqueKey, item->osdText}) {
+        std::free(text);
+    }
+    std::free(item);
+}
+
+void readListAsRecords() {
+    std::set<std::string> keys;
+    recordKeys = &keys;
+    recordCount = 0;
+    if (sourceapi_get_sourcelist(takeRecord)) {
+        findings.expect(recordCount == soakSources, "a list of another length");
+    }
+    expectOneGeneration(keys);
+}
+
+void readNames(int turn) {
+    const Text name(get_edit_name(7, turn % 2));
+    const char *const expected = turn % 2 == 0 ? "Game" : "Player";
+    findings.expect(!name || std::strcmp(name.get(), expected) == 0, name ? name.get() : "");
+    const unsigned int type = get_device_type(7, 0);
+    findings.expect(type == 3 || type == 0, "device type " + std::to_string(type));
+    const unsigned int same = sourceapi_get_source_device_type(7, 1);
+    findings.expect(same == 4 || same == 0, "device type " + std::to_string(same));
+    const Text onScreen(get_source_osd_text(turn));
+    findings.expect(std::to_string(turn) == onScreen.get(), onScreen.get());
+}
+
+// The service says yes to odd source types and no to even ones.
+void sendCommands(int turn) {
+    const bool even = turn % 2 == 0;
+    const std::string key = "key" + std::to_string(turn);
+    for (const bool done :
+         {connect_source(turn), sourceapi_connect(turn),
+          connect_source_with_uniquekey(turn, key.c_str()), sourceapi_run_app(turn, key.c_str()),
+          set_edit_name(turn, "name", 0), set_device_type(turn, 5, 0),
+          set_source_detetedname_and_devicetype(turn, "name", 5, 0)}) {
+        findings.expect(!(done && even), "yes, where the service said no");
+    }
+}
+
+void readDevice(int turn) {
+    const std::string key = "usb" + std::to_string(turn);
+    const Text data(get_usb_data(key.c_str()));
+    findings.expect(!data || parsedJson(data.get())["deviceName"] == key, data ? data.get() : "");
+}
+
+// After unregistering has returned, the function is not called any more.
+struct Guest {
+    std::atomic<bool> registered{true};
+    static void call(int /*value*/, void *self) {
+        findings.expect(static_cast<Guest *>(self)->registered, "a call after unregistering");
+    }
+};
+
+void registerAndLeave(int turn) {
+    Guest guest;
+    if (turn % 2 == 0) {
+        register_sourcelist_changed_callback(Guest::call, &guest);
+        unregister_sourcelist_changed_callback(&guest);
+    } else {
+        sourceapi_register_source_api_cb(Guest::call, &guest);
+        sourceapi_unregister_source_api_cb(&guest);
+    }
+    guest.registered = false;
+}
+
+struct Process {
+    long residentKiB = 0;
+    long heapKiB = 0;
+    long descriptors = 0;
+    long threads = 0;
+};
+
+long entriesOf(const char *folder) {
+    return std::distance(std::filesystem::directory_iterator(folder),
+                         std::filesystem::directory_iterator());
+}
+
+Process lookAtProcess() {
+    Process now;
+    long pages = 0;
+    std::ifstream("/proc/self/statm") >> pages >> pages;
+    now.residentKiB = pages * (sysconf(_SC_PAGESIZE) / 1024);
+    now.heapKiB = static_cast<long>(mallinfo2().uordblks / 1024);
+    now.descriptors = entriesOf("/proc/self/fd");
+    now.threads = entriesOf("/proc/self/task");
+    return now;
+}
+
+Process meanOf(const std::vector<Process> &samples, std::size_t begin, std::size_t end) {
+    Process mean;
+    const auto count = static_cast<long>(end - begin);
+    for (std::size_t index = begin; index < end; ++index) {
+        mean.residentKiB += samples[index].residentKiB;
+        mean.heapKiB += samples[index].heapKiB;
+    }
+    mean.residentKiB /= count;
+    mean.heapKiB /= count;
+    return mean;
+}
+
+struct Standing {
+    std::array<std::atomic<long>, standingRegistrations> calls{};
+    std::array<int, standingRegistrations> lastValue{};
+};
+
+struct Registration {
+    Standing *standing;
+    std::size_t index;
+    static void call(int value, void *self) {
+        const auto *const registration = static_cast<Registration *>(self);
+        ++registration->standing->calls[registration->index];
+        registration->standing->lastValue[registration->index] = value;
+    }
+};
+
+class Soak {
+ public:
+    explicit Soak(int seconds) : m_seconds(seconds) {
+        for (std::size_t index = 0; index < m_registrations.size(); ++index) {
+            m_registrations[index] = {&m_standing, index};
+            register_sourcelist_changed_callback(Registration::call, &m_registrations[index]);
+        }
+    }
+
+    void run(const std::string &program) {
+        m_end = Clock::now() + std::chrono::seconds(m_seconds);
+        std::vector<std::thread> workers;
+        for (int number = 0; number < threadCount; ++number) {
+            workers.emplace_back([this, number] { work(number); });
+        }
+        std::thread supervisor([this, &program] { restartServices(program); });
+        iterateUntilQuiet();
+        for (std::thread &worker : workers) {
+            worker.join();
+        }
+        supervisor.join();
+    }
+
+    // One last change, alone: every registration hears of it once.
+    void expectEveryRegistrationCalled(const TestBus &bus) {
+        FakeService service(bus);
+        ASSERT_TRUE(deliverSignalsOf(service.connection()));
+        std::array<long, standingRegistrations> before{};
+        std::copy(m_standing.calls.begin(), m_standing.calls.end(), before.begin());
+        service.emitChange(R"({"return_data":[{"uniqueKey":"last"}],"data":{"result":77}})");
+        ASSERT_TRUE(deliverSignalsOf(service.connection()));
+        for (std::size_t index = 0; index < before.size(); ++index) {
+            EXPECT_EQ(m_standing.calls[index], before[index] + 1) << index;
+            EXPECT_EQ(m_standing.lastValue[index], 77) << index;
+        }
+    }
+
+    void expectProgress() const {
+        EXPECT_EQ(findings.wrong(), 0) << findings.example();
+        for (const std::atomic<long> &rounds : m_rounds) {
+            EXPECT_GT(rounds, 0) << "a thread stood still";
+        }
+        EXPECT_GT(m_standing.calls[0], 0);
+        EXPECT_GT(m_restarts, 0);
+    }
+
+    void printAndJudgeMemory() const {
+        ASSERT_GE(m_samples.size(), 4U);
+        // The first quarter is warm-up.
+        const std::size_t warm = m_samples.size() / 4;
+        const std::size_t half = warm + (m_samples.size() - warm) / 2;
+        const Process first = meanOf(m_samples, warm, half);
+        const Process second = meanOf(m_samples, half, m_samples.size());
+        const Process begin = m_samples[warm];
+        const Process end = m_samples.back();
+        long rounds = 0;
+        for (const std::atomic<long> &count : m_rounds) {
+            rounds += count;
+        }
+        std::printf("| figure                         | value          |\n");
+        std::printf("|--------------------------------|----------------|\n");
+        std::printf("| seconds                        | %14d |\n", m_seconds);
+        std::printf("| threads                        | %14d |\n", threadCount);
+        std::printf("| rounds of every entry point    | %14ld |\n", rounds);
+        std::printf("| callbacks told                 | %14ld |\n", m_standing.calls[0].load());
+        std::printf("| log lines                      | %14ld |\n", logLines.load());
+        std::printf("| service kills and restarts     | %14d |\n", m_restarts.load());
+        std::printf("| wrong answers                  | %14ld |\n", findings.wrong());
+        std::printf("| resident KiB, first half       | %14ld |\n", first.residentKiB);
+        std::printf("| resident KiB, second half      | %14ld |\n", second.residentKiB);
+        std::printf("| heap KiB, first half           | %14ld |\n", first.heapKiB);
+        std::printf("| heap KiB, second half          | %14ld |\n", second.heapKiB);
+        std::printf("| descriptors, begin and end     | %6ld %7ld |\n", begin.descriptors,
+                    end.descriptors);
+        std::printf("| process threads, begin and end | %6ld %7ld |\n", begin.threads, end.threads);
+        EXPECT_EQ(begin.threads, end.threads);
+        // The control pipes of a service that is being restarted come and go.
+        EXPECT_NEAR(static_cast<double>(begin.descriptors), static_cast<double>(end.descriptors),
+                    6);
+#ifndef SOAK_UNDER_SANITIZER
+        EXPECT_LT(static_cast<double>(second.residentKiB),
+                  static_cast<double>(first.residentKiB) * 1.05 + 1024);
+        EXPECT_LT(static_cast<double>(second.heapKiB),
+                  static_cast<double>(first.heapKiB) * 1.05 + 1024);
+#endif
+    }
+
+ private:
+    bool isOver() const {
+        return Clock::now() >= m_end;
+    }
+
+    void work(int number) {
+        for (int turn = number; !isOver(); ++turn) {
+            readListAsText();
+            readListAsRecords();
+            readNames(turn);
+            sendCommands(turn);
+            readDevice(turn);
+            registerAndLeave(turn);
+            ++m_rounds[static_cast<std::size_t>(number)];
+        }
+        --m_busy;
+    }
+
+    void restartServices(const std::string &program) {
+        while (!isOver()) {
+            // Killed by leaving the scope.
+            ChildProgram service({program, "--service", std::to_string(m_generation)});
+            EXPECT_EQ(service.readLine(), "ready");
+            const auto killTime = std::min(Clock::now() + std::chrono::seconds(1), m_end);
+            std::unique_lock<std::mutex> lock(m_mutex);
+            m_wake.wait_until(lock, killTime, [] { return false; });
+            // At the end the threads are leaving.
+            if (!isOver()) {
+                m_samples.push_back(lookAtProcess());
+            }
+            m_generation += 1000000;
+            ++m_restarts;
+        }
+        --m_busy;
+    }
+
+    void iterateUntilQuiet() {
+        while (m_busy > 0) {
+            g_main_context_iteration(nullptr, FALSE);
+            if (g_main_context_pending(nullptr) == FALSE) {
+                std::this_thread::yield();
+            }
+        }
+    }
+
+    int m_seconds;
+    Clock::time_point m_end;
+    std::atomic<int> m_busy{threadCount + 1};
+    std::array<std::atomic<long>, threadCount> m_rounds{};
+    std::atomic<int> m_restarts{0};
+    long m_generation = 0;
+    Standing m_standing;
+    std::array<Registration, standingRegistrations> m_registrations{};
+    std::mutex m_mutex;
+    std::condition_variable m_wake;
+    std::vector<Process> m_samples;
+};
+
+std::string thisProgram() {
+    return std::filesystem::read_symlink("/proc/self/exe").string();
+}
+
+TEST(SoakTest, HoldsUnderLoadWhileTheServiceComesAndGoes) {
+    TestBus bus;
+    Soak soak(variable("SOAK_SECONDS", 10));
+    soak.run(thisProgram());
+    soak.expectEveryRegistrationCalled(bus);
+    soak.expectProgress();
+    soak.printAndJudgeMemory();
+}
+
+}  // namespace
+
+extern "C" int __dlog_print(int /*logId*/, int /*priority*/, const char * /*tag*/,
+                            const char *format, ...) {
+    // Formatted as a platform would, so that a bad argument shows.
+    std::array<char, 512> line{};
+    va_list arguments;
+    va_start(arguments, format);
+    const int size = std::vsnprintf(line.data(), line.size(), format, arguments);
+    va_end(arguments);
+    ++logLines;
+    return size;
+}
+
+extern "C" char *vconf_get_str(const char * /*key*/) {
+    return strdup(R"([{"SourceType":7,"EditName":"Game","DeviceType":3,"MbrActivityIndex":0},)"
+                  R"({"SourceType":7,"DetectedName":"Player","DeviceType":4,)"
+                  R"("MbrActivityIndex":1}])");
+}
+
+extern "C" int FerrelWaitEvent(const char * /*eventName*/, int /*timeout*/) {
+    return 0;
+}
+
+std::string CSourceUtil::GetLagacySourceType(int sourceType) {
+    return std::to_string(sourceType);
+}
+
+int main(int argc, char **argv) {
+    if (argc == 3 && std::strcmp(argv[1], "--service") == 0) {
+        return serveUnderLoad(std::stol(argv[2]), variable("SOAK_SIGNALS", 1000));
+    }
+    testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}

@@ -1,0 +1,111 @@
+// SPDX-FileCopyrightText: The source-api authors
+// SPDX-License-Identifier: Apache-2.0
+
+// A source service for tests: a real participant of the bus that records every call made to it
+// and answers as it was told to.
+#ifndef TESTS_FAKE_SERVICE_H
+#define TESTS_FAKE_SERVICE_H
+
+#include <gio/gio.h>
+#include <json/json.h>
+
+#include <condition_variable>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "TestBus.h"
+
+// One method call as it came over the wire.
+struct ReceivedCall {
+    std::string destination;
+    std::string path;
+    std::string interface;
+    std::string member;
+    std::string bodyType;
+    std::string sender;  // the body's fields; empty for a body of another type
+    unsigned int number = 0;
+    std::string auxText;
+    std::string text;
+    std::vector<unsigned char> buffer;
+    Json::Value json;  // the text, parsed
+};
+
+// A body "(suss)" from "source_service", and the same with a buffer, "(sussa(y))".
+GVariant *plainBody(const std::string &text, unsigned int number = 0,
+                    const std::string &auxText = "");
+GVariant *bufferBody(const std::string &text, const std::vector<unsigned char> &buffer,
+                     unsigned int number = 0, const std::string &auxText = "");
+
+// The source list in JSON as a signal or a reply carries it.
+std::string jsonText(const Json::Value &value);
+Json::Value parsedJson(const std::string &text);
+
+class FakeService {
+ public:
+    // Connects and owns `busName`.
+    explicit FakeService(const TestBus &bus, const std::string &busName = "source_service.message");
+    explicit FakeService(BusConnection connection,
+                         const std::string &busName = "source_service.message");
+    ~FakeService();
+    FakeService(const FakeService &) = delete;
+    FakeService &operator=(const FakeService &) = delete;
+
+    // What the following calls are answered with: a "(suss)" body with this text; the same for
+    // one command only (the "method" of the request's JSON), which goes before the former; any
+    // body (null for an empty reply); a D-Bus error.
+    void reply(const std::string &text);
+    void replyTo(const std::string &command, const std::string &text);
+    void replyWith(std::function<GVariant *(const ReceivedCall &)> makeBody);
+    void replyWithError(const std::string &name, const std::string &message);
+
+    // Withholds every answer until release().
+    void hold();
+    void release();
+
+    // The calls so far. waitForCalls() returns once there are at least `count`, or fails the test
+    // at the limit.
+    std::vector<ReceivedCall> calls() const;
+    std::vector<ReceivedCall> waitForCalls(std::size_t count) const;
+    ReceivedCall lastCall() const;
+    // How often one command was asked for.
+    int countOf(const std::string &command) const;
+
+    // Leaves the bus name, as a service does that goes away; and takes it again.
+    void releaseName();
+    void ownName();
+
+    // Emits a signal. The first form is the change signal with this JSON text.
+    void emitChange(const std::string &text);
+    void emit(const std::string &path, const std::string &interface, const std::string &member,
+              GVariant *body);
+
+    GDBusConnection *connection() const { return m_connection.get(); }
+
+ private:
+    static GDBusMessage *filter(GDBusConnection *connection, GDBusMessage *message,
+                                gboolean incoming, gpointer self);
+    // The daemon's answer to a request about the bus name, 0 when there is none.
+    guint askForName(const char *method, GVariant *arguments);
+    void receive(GDBusMessage *message);
+    void answer(GDBusMessage *message, const ReceivedCall &call);
+
+    std::string m_busName;
+    BusConnection m_connection;
+    guint m_filter = 0;
+
+    mutable std::mutex m_mutex;
+    mutable std::condition_variable m_changed;
+    std::vector<ReceivedCall> m_calls;
+    std::function<GVariant *(const ReceivedCall &)> m_makeBody;
+    std::map<std::string, std::string> m_commandReplies;
+    std::string m_errorName;
+    std::string m_errorMessage;
+    bool m_held = false;
+    std::vector<std::pair<GDBusMessage *, ReceivedCall>> m_withheld;
+};
+
+#endif

@@ -1,0 +1,122 @@
+// SPDX-FileCopyrightText: The source-api authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "TestBus.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+// Wakes an iteration of the main context when the limit has passed.
+class Limit {
+ public:
+    Limit() : m_source(g_timeout_source_new(waitLimit)) {
+        g_source_set_callback(
+            m_source,
+            [](gpointer reached) -> gboolean {
+                *static_cast<bool *>(reached) = true;
+                return G_SOURCE_REMOVE;
+            },
+            &m_reached, nullptr);
+        g_source_attach(m_source, nullptr);
+    }
+    ~Limit() {
+        g_source_destroy(m_source);
+        g_source_unref(m_source);
+    }
+    Limit(const Limit &) = delete;
+    Limit &operator=(const Limit &) = delete;
+
+    bool reached() const { return m_reached; }
+
+ private:
+    GSource *m_source;
+    bool m_reached = false;
+};
+
+void noteSignal(GDBusConnection * /*connection*/, const char * /*sender*/, const char * /*path*/,
+                const char * /*interface*/, const char * /*signal*/, GVariant * /*body*/,
+                gpointer seen) {
+    *static_cast<bool *>(seen) = true;
+}
+
+}  // namespace
+
+TestBus::TestBus() {
+    start();
+}
+
+TestBus::~TestBus() {
+    stop();
+}
+
+std::string TestBus::address() const {
+    return g_test_dbus_get_bus_address(m_daemon.get());
+}
+
+void TestBus::start() {
+    m_daemon.reset(g_test_dbus_new(G_TEST_DBUS_NONE));
+    g_test_dbus_up(m_daemon.get());
+    m_running = true;
+    g_setenv("DBUS_SYSTEM_BUS_ADDRESS", address().c_str(), TRUE);
+}
+
+void TestBus::stop() {
+    if (m_running) {
+        g_test_dbus_stop(m_daemon.get());
+        m_running = false;
+    }
+}
+
+BusConnection TestBus::connect() const {
+    return connectTo(address());
+}
+
+BusConnection connectTo(const std::string &address) {
+    GError *error = nullptr;
+    BusConnection connection(g_dbus_connection_new_for_address_sync(
+        address.c_str(),
+        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+        nullptr, nullptr, &error));
+    EXPECT_NE(connection, nullptr) << error->message;
+    g_clear_error(&error);
+    return connection;
+}
+
+BusConnection sharedConnection() {
+    return BusConnection(g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr));
+}
+
+bool iterateUntil(const std::function<bool()> &done) {
+    const Limit limit;
+    while (!done()) {
+        if (limit.reached()) {
+            return false;
+        }
+        g_main_context_iteration(nullptr, TRUE);
+    }
+    return true;
+}
+
+bool deliverSignalsOf(GDBusConnection *from) {
+    // A path of its own, so that a fence inside a callback is not taken for the one around it.
+    static int fences = 0;
+    const std::string path = "/test/fence/" + std::to_string(++fences);
+    const BusConnection shared = sharedConnection();
+    bool seen = false;
+    const guint id = g_dbus_connection_signal_subscribe(
+        shared.get(), g_dbus_connection_get_unique_name(from), "test.Fence", "Passed", path.c_str(),
+        nullptr, G_DBUS_SIGNAL_FLAGS_NONE, noteSignal, &seen, nullptr);
+    // The daemon must know the subscription before the signal is sent.
+    const std::unique_ptr<GVariant, decltype(&g_variant_unref)> answered(
+        g_dbus_connection_call_sync(shared.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                    "org.freedesktop.DBus", "GetId", nullptr, nullptr,
+                                    G_DBUS_CALL_FLAGS_NONE, waitLimit, nullptr, nullptr),
+        g_variant_unref);
+    g_dbus_connection_emit_signal(from, nullptr, path.c_str(), "test.Fence", "Passed", nullptr,
+                                  nullptr);
+    const bool delivered = iterateUntil([&] { return seen; });
+    g_dbus_connection_signal_unsubscribe(shared.get(), id);
+    return delivered;
+}

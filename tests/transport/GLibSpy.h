@@ -1,0 +1,82 @@
+// SPDX-FileCopyrightText: The source-api authors
+// SPDX-License-Identifier: Apache-2.0
+
+// Stands between the library and GLib: records what GLib is asked for, and can answer in its
+// place. The test program's definitions of some of GLib's functions win over GLib's own.
+#ifndef TESTS_GLIB_SPY_H
+#define TESTS_GLIB_SPY_H
+
+#include <gio/gio.h>
+
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+// One synchronous method call, as handed to GDBus.
+struct BusCall {
+    GDBusConnection *connection = nullptr;
+    std::string busName;
+    std::string path;
+    std::string interface;
+    std::string method;
+    std::string body;       // as GLib prints it, with types
+    std::string replyType;  // empty when any is accepted
+    GDBusCallFlags flags = G_DBUS_CALL_FLAGS_NONE;
+    int timeout = 0;
+    GCancellable *cancellable = nullptr;
+};
+
+class GLibSpy {
+ public:
+    using Answer = std::function<GVariant *(GError **)>;
+
+    static GLibSpy &get();
+
+    // The calls of one method, in order.
+    std::vector<BusCall> callsOf(const std::string &method) const;
+    // Following calls get this answer, and do not reach the bus.
+    void answerCalls(Answer answer);
+    // Following requests for a bus connection get none, and no error either.
+    void refuseConnections();
+    // From now on: every look at the monotonic clock, in microseconds, and how the waiters of a
+    // condition were woken, one of them or all.
+    enum class WakeUp { one, all };
+    void watch();
+    std::vector<gint64> clockReadings() const;
+    std::vector<WakeUp> wakeUpsOf(const GCond *condition) const;
+    // Runs on the reading thread, after the reading was recorded.
+    void onClockReading(std::function<void()> observer);
+
+    // What the replaced functions call.
+    Answer answerTo(BusCall call);
+    bool refusesConnections() const;
+    void noteClock(gint64 now);
+    void noteWakeUp(const GCond *condition, WakeUp wakeUp);
+
+ private:
+    mutable std::mutex m_mutex;
+    std::vector<BusCall> m_calls;
+    Answer m_answer;
+    bool m_refusing = false;
+    bool m_watching = false;
+    std::vector<gint64> m_readings;
+    std::map<const GCond *, std::vector<WakeUp>> m_wakeUps;
+    std::function<void()> m_readingObserver;
+};
+
+// Expects that GLib reports a misuse at least once during its life, and keeps it off the terminal.
+class ExpectedCritical {
+ public:
+    ExpectedCritical();
+    ~ExpectedCritical();
+    ExpectedCritical(const ExpectedCritical &) = delete;
+    ExpectedCritical &operator=(const ExpectedCritical &) = delete;
+
+ private:
+    int m_reports = 0;
+    guint m_handler;
+};
+
+#endif

@@ -1,0 +1,100 @@
+// SPDX-FileCopyrightText: The source-api authors
+// SPDX-License-Identifier: Apache-2.0
+
+// Threads of a test, and waiting for what they do.
+#ifndef TESTS_THREADS_H
+#define TESTS_THREADS_H
+
+#include <chrono>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <utility>
+
+#include "FakePlatform.h"
+#include "SourceTCHandler.h"
+#include "TestBus.h"
+
+template <class Function>
+auto onThread(Function function) {
+    return std::async(std::launch::async, std::move(function));
+}
+
+template <class Future>
+bool ends(const Future &work) {
+    return work.wait_for(std::chrono::milliseconds(waitLimit)) == std::future_status::ready;
+}
+
+// That something does not happen has no event: a blocked thread gets this long to prove otherwise.
+template <class Future>
+bool staysBlocked(const Future &work) {
+    return work.wait_for(std::chrono::milliseconds(50)) == std::future_status::timeout;
+}
+
+// A lock that another thread holds until release().
+class HeldElsewhere {
+ public:
+    explicit HeldElsewhere(SourceTCMutex &mutex) {
+        std::promise<void> held;
+        m_thread = std::thread([&] {
+            mutex.Lock();
+            held.set_value();
+            m_released.get_future().wait();
+            mutex.Unlock();
+        });
+        held.get_future().wait();
+    }
+    ~HeldElsewhere() { release(); }
+    HeldElsewhere(const HeldElsewhere &) = delete;
+    HeldElsewhere &operator=(const HeldElsewhere &) = delete;
+
+    void release() {
+        if (m_thread.joinable()) {
+            m_released.set_value();
+            m_thread.join();
+        }
+    }
+
+ private:
+    std::promise<void> m_released;
+    std::thread m_thread;
+};
+
+// Whether no other thread holds the lock.
+inline bool isFree(SourceTCMutex &mutex) {
+    return onThread([&] {
+               const bool taken = mutex.Try(0) == 1;
+               mutex.Unlock();
+               return taken;
+           })
+        .get();
+}
+
+// Waits for one line of the log.
+class AwaitedLine {
+ public:
+    explicit AwaitedLine(const std::string &text) {
+        FakePlatform::get().onLog([text, state = m_state](const LogLine &line) {
+            if (line.text == text) {
+                std::call_once(state->once, [&] { state->logged.set_value(); });
+            }
+        });
+    }
+    ~AwaitedLine() { FakePlatform::get().onLog(nullptr); }
+    AwaitedLine(const AwaitedLine &) = delete;
+    AwaitedLine &operator=(const AwaitedLine &) = delete;
+
+    bool comes() const { return ends(m_future); }
+
+ private:
+    struct State {
+        std::once_flag once;
+        std::promise<void> logged;
+    };
+    std::shared_ptr<State> m_state = std::make_shared<State>();
+    std::future<void> m_future = m_state->logged.get_future();
+};
+
+#endif
