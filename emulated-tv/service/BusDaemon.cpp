@@ -5,20 +5,22 @@
 
 #include <fcntl.h>
 #include <gio/gio.h>
+#include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <stdexcept>
 
+#include "BusPolicy.h"
 #include "ChildProcess.h"
 #include "SettingsStore.h"
 
 namespace {
 
-// A system bus on which everything is allowed.
-std::string configurationFor(const std::filesystem::path &socket) {
-    g_autofree char *path = g_dbus_address_escape_value(socket.c_str());
+// A system bus on which everything is allowed but what the policy of a TV denies.
+std::string configurationFor(const RootPlaces &places) {
+    g_autofree char *path = g_dbus_address_escape_value(places.socket.c_str());
     g_autofree char *text = g_markup_printf_escaped(R"xml(<busconfig>
   <type>system</type>
   <listen>unix:path=%s</listen>
@@ -31,18 +33,27 @@ std::string configurationFor(const std::filesystem::path &socket) {
     <allow receive_sender="*"/>
     <allow eavesdrop="true"/>
   </policy>
+  <include>%s</include>
 </busconfig>
 )xml",
-                                                    path);
+                                                    path, places.busPolicy().c_str());
     return text;
+}
+
+// The policy that a TV has, for the user who runs this one.
+std::string policyForThisUser() {
+    std::string policy = busPolicyTemplate;
+    const std::string placeholder = "@SOURCE_API_SERVICE_USER@";
+    policy.replace(policy.find(placeholder), placeholder.size(), std::to_string(getuid()));
+    return policy;
 }
 
 }  // namespace
 
-BusDaemon::BusDaemon(const std::filesystem::path &configuration,
-                     const std::filesystem::path &socket) {
-    replaceFile(configuration, configurationFor(socket));
-    std::filesystem::remove(socket);
+BusDaemon::BusDaemon(const RootPlaces &places) {
+    replaceFile(places.busPolicy(), policyForThisUser());
+    replaceFile(places.busConfiguration(), configurationFor(places));
+    std::filesystem::remove(places.socket);
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) {
         throw std::system_error(errno, std::generic_category(), "cannot make a pipe");
@@ -55,7 +66,7 @@ BusDaemon::BusDaemon(const std::filesystem::path &configuration,
                     "--nofork",
                     "--nopidfile",
                     "--syslog-only",
-                    "--config-file=" + configuration.string(),
+                    "--config-file=" + places.busConfiguration().string(),
                     "--print-address=" + std::to_string(addressInput.get())};
     plan.keeps = {addressInput.get()};
     plan.deathSignal = SIGKILL;

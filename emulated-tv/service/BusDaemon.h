@@ -6,17 +6,19 @@
 
 #include <sys/types.h>
 
-#include <filesystem>
 #include <string>
 
+#include "EmulatorRoot.h"
 #include "FileDescriptor.h"
 
-// A private bus. It dies with this process; ending and reaping it earlier is up to the owner.
+// A private bus under the policy of a real TV: only this process's user may be the source service
+// and say that its list has changed. It dies with this process; ending and reaping it earlier is up
+// to the owner.
 class BusDaemon {
  public:
-    // Writes the daemon's configuration to a file and starts it. Throws std::system_error when
+    // Writes the daemon's configuration to its place and starts it. Throws std::system_error when
     // there is no daemon to start.
-    BusDaemon(const std::filesystem::path &configuration, const std::filesystem::path &socket);
+    explicit BusDaemon(const RootPlaces &places);
 
     pid_t pid() const { return m_pid; }
 

@@ -133,6 +133,7 @@ void RootPlaces::clear() const {
         removeForGood(root);
     } else {
         removeForGood(busConfiguration());
+        removeForGood(busPolicy());
         removeForGood(socket);
     }
     if (socket.parent_path() != root) {

@@ -31,6 +31,7 @@ struct RootPlaces {
     bool isTemporary = false;
 
     std::filesystem::path busConfiguration() const { return root / "bus.conf"; }
+    std::filesystem::path busPolicy() const { return root / "bus-policy.conf"; }
 
     // Removes what is in nobody's way any more when the emulator has ended.
     void clear() const;

@@ -100,7 +100,7 @@ void Launcher::startService() {
 }
 
 void Launcher::startBus() {
-    m_busDaemon.emplace(m_places->busConfiguration(), m_places->socket);
+    m_busDaemon.emplace(*m_places);
     m_bus = m_busDaemon->pid();
     waitFor(m_busDaemon->descriptor());
     m_busAddress = m_busDaemon->address();

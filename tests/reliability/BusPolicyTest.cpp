@@ -153,36 +153,90 @@ class SecondUserTest : public BusPolicyTest {
     }
 
     // Has a stranger send something by the bus's own tool; its exit code.
-    static int sendAsStranger(const PolicyBus &bus, std::vector<std::string> message) {
+    static int sendAsStranger(const std::string &address, std::vector<std::string> message) {
         std::vector<std::string> command{SETPRIV, "--reuid=" + otherUser(), "--clear-groups",
-                                         DBUS_SEND, "--bus=" + bus.address()};
+                                         DBUS_SEND, "--bus=" + address};
         command.insert(command.end(), message.begin(), message.end());
         ChildProgram stranger(command);
         return stranger.waitForExit();
+    }
+    static void expectNameRefusedToStranger(const std::string &address) {
+        // The stranger is on the bus, and what it is refused is the name alone.
+        EXPECT_EQ(sendAsStranger(address, {"--print-reply", "--dest=org.freedesktop.DBus", "/",
+                                           "org.freedesktop.DBus.GetId"}),
+                  0);
+        EXPECT_NE(sendAsStranger(address, {"--print-reply", "--dest=org.freedesktop.DBus", "/",
+                                           "org.freedesktop.DBus.RequestName",
+                                           "string:source_service.message", "uint32:0"}),
+                  0);
+    }
+    static void forgeChange(const std::string &address) {
+        sendAsStranger(address, {"--type=signal", "/x", "x.y.source_api"});
     }
 };
 
 TEST_F(SecondUserTest, CannotTakeTheName) {
     const PolicyBus bus(currentUser());
-    EXPECT_EQ(sendAsStranger(bus, {"--print-reply", "--dest=org.freedesktop.DBus", "/",
-                                   "org.freedesktop.DBus.GetId"}),
-              0);
-    EXPECT_NE(sendAsStranger(bus, {"--print-reply", "--dest=org.freedesktop.DBus", "/",
-                                   "org.freedesktop.DBus.RequestName",
-                                   "string:source_service.message", "uint32:0"}),
-              0);
+    expectNameRefusedToStranger(bus.address());
 }
 
 TEST_F(SecondUserTest, IsNotHeard) {
     const PolicyBus bus(currentUser());
     FakeService service(bus.connect());
     useClient();
-    sendAsStranger(bus, {"--type=signal", "/x", "x.y.source_api"});
+    forgeChange(bus.address());
     EXPECT_TRUE(deliverSignalsOf(service.connection()));
     EXPECT_THAT(heard.values(), testing::IsEmpty());
     service.emitChange(change);
     EXPECT_TRUE(deliverSignalsOf(service.connection()));
     EXPECT_THAT(heard.values(), testing::ElementsAre(5));
+}
+
+// An emulated TV that strangers can reach the bus of.
+class EmulatedTv {
+ public:
+    EmulatedTv() {
+        std::filesystem::create_directory(m_root);
+        m_emulator.emplace(std::vector<std::string>{TV_EMULATOR, "run", "--root", m_root.string(),
+                                                    "--", "sh", "-c",
+                                                    "echo \"$DBUS_SYSTEM_BUS_ADDRESS\"; cat"});
+        m_busAddress = m_emulator->readLine();
+        g_setenv("DBUS_SYSTEM_BUS_ADDRESS", m_busAddress.c_str(), TRUE);
+    }
+    ~EmulatedTv() {
+        m_emulator->closeInput();
+        EXPECT_EQ(m_emulator->waitForExit(), 0);
+        std::filesystem::remove_all(m_root);
+    }
+    EmulatedTv(const EmulatedTv &) = delete;
+    EmulatedTv &operator=(const EmulatedTv &) = delete;
+
+    const std::string &busAddress() const { return m_busAddress; }
+    int unplug(const std::string &source) const {
+        ChildProgram emulator({TV_EMULATOR, "unplug", "--root", m_root.string(), source});
+        return emulator.waitForExit();
+    }
+
+ private:
+    std::filesystem::path m_root =
+        std::filesystem::path(testing::TempDir()) / ("policy-tv-" + std::to_string(getpid()));
+    std::optional<ChildProgram> m_emulator;
+    std::string m_busAddress;
+};
+
+TEST_F(SecondUserTest, CannotTakeTheNameFromTheEmulatedTv) {
+    const EmulatedTv tv;
+    expectNameRefusedToStranger(tv.busAddress());
+}
+
+TEST_F(SecondUserTest, IsNotHeardOnTheEmulatedTv) {
+    const EmulatedTv tv;
+    useClient();
+    forgeChange(tv.busAddress());
+    // The daemon passes on in order, so the forged change would have come before the true one.
+    EXPECT_EQ(tv.unplug("usb-disk"), 0);
+    EXPECT_TRUE(iterateUntil([this] { return !heard.values().empty(); }));
+    EXPECT_THAT(heard.values(), testing::ElementsAre(2));
 }
 
 }  // namespace
