@@ -276,6 +276,7 @@ TEST_F(SourceApiInterfaceTest, CallbacksAreRegisteredAndUnregisteredByTheirUserD
     sourceapi_register_source_api_cb(RecordedCallback::call, &kept);
     sourceapi_register_source_api_cb(RecordedCallback::call, &removed);
     sourceapi_unregister_source_api_cb(&removed);
+    letTheBusCatchUp();
     service.emitChange(R"({"return_data":[1],"data":{"result":5}})");
     ASSERT_TRUE(deliverSignalsOf(service.connection()));
     EXPECT_THAT(kept.values(), ElementsAre(5));

@@ -62,8 +62,7 @@ class NotificationTest : public ClientTest {
                std::to_string(result) + "}}");
     }
     void signal(const std::string &text) {
-        // Only what the daemon knows the client to want arrives.
-        ASSERT_TRUE(deliverSignalsOf(service.connection()));
+        letTheBusCatchUp();
         service.emitChange(text);
         ASSERT_TRUE(deliverSignalsOf(service.connection()));
     }

@@ -111,6 +111,7 @@ TEST_F(SettingsFaultTest, AWrongTypeSurfacesInTheFirstGetAndTheNextOneTriesAgain
 
 TEST_F(SettingsFaultTest, AWrongTypeEndsASignalAsALogLine) {
     changeStore(wrongType);
+    letTheBusCatchUp();
     service.emitChange(R"({"return_data":[{"sourceType":1}],"data":{"result":1}})");
     EXPECT_TRUE(deliverSignalsOf(service.connection()));
     EXPECT_THAT(platform.log(), Contains(ErrorWith("Exception occured! [")).Times(1));

@@ -99,6 +99,16 @@ bool iterateUntil(const std::function<bool()> &done) {
     return true;
 }
 
+void letTheBusCatchUp() {
+    const std::unique_ptr<GVariant, decltype(&g_variant_unref)> answer(
+        g_dbus_connection_call_sync(sharedConnection().get(), "org.freedesktop.DBus",
+                                    "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetId",
+                                    nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, waitLimit, nullptr,
+                                    nullptr),
+        g_variant_unref);
+    ASSERT_NE(answer, nullptr);
+}
+
 bool deliverSignalsOf(GDBusConnection *from) {
     // A path of its own, so that a fence inside a callback is not taken for the one around it.
     static int fences = 0;
@@ -108,12 +118,7 @@ bool deliverSignalsOf(GDBusConnection *from) {
     const guint id = g_dbus_connection_signal_subscribe(
         shared.get(), g_dbus_connection_get_unique_name(from), "test.Fence", "Passed", path.c_str(),
         nullptr, G_DBUS_SIGNAL_FLAGS_NONE, noteSignal, &seen, nullptr);
-    // The daemon must know the subscription before the signal is sent.
-    const std::unique_ptr<GVariant, decltype(&g_variant_unref)> answered(
-        g_dbus_connection_call_sync(shared.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                    "org.freedesktop.DBus", "GetId", nullptr, nullptr,
-                                    G_DBUS_CALL_FLAGS_NONE, waitLimit, nullptr, nullptr),
-        g_variant_unref);
+    letTheBusCatchUp();
     g_dbus_connection_emit_signal(from, nullptr, path.c_str(), "test.Fence", "Passed", nullptr,
                                   nullptr);
     const bool delivered = iterateUntil([&] { return seen; });

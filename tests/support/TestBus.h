@@ -49,6 +49,10 @@ BusConnection sharedConnection();
 // Iterates the default main context until `done` holds. False when the limit passed first.
 bool iterateUntil(const std::function<bool()> &done);
 
+// Returns once the daemon knows what the client has subscribed to: GLib does not wait for that, and
+// a signal that is emitted earlier is lost.
+void letTheBusCatchUp();
+
 // Iterates the default main context until everything that `from` has sent so far on the bus was
 // delivered to this process's shared connection. False when the limit passed first.
 bool deliverSignalsOf(GDBusConnection *from);

@@ -71,18 +71,6 @@ class SignalTest : public TransportTest {
     // Delivers what the service has emitted so far.
     void deliver() { ASSERT_TRUE(deliverSignalsOf(service.connection())); }
 
-    // The bus learns of a subscription after SubscribeSignal() has returned, but before it answers
-    // anything that is asked later.
-    static void letTheBusCatchUp() {
-        const std::unique_ptr<GVariant, decltype(&g_variant_unref)> answer(
-            g_dbus_connection_call_sync(sharedConnection().get(), "org.freedesktop.DBus",
-                                        "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetId",
-                                        nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, waitLimit,
-                                        nullptr, nullptr),
-            g_variant_unref);
-        ASSERT_NE(answer, nullptr);
-    }
-
     void emit(const char *member, GVariant *body, const char *objectPath = path,
               const char *interfaceName = interface) {
         letTheBusCatchUp();
