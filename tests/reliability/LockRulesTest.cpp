@@ -7,34 +7,11 @@
 #include <thread>
 
 #include "ClientTest.h"
+#include "Event.h"
+#include "OthersCanLock.h"
+#include "Threads.h"
 
 namespace {
-
-// Whether somebody holds a lock; asked from another thread, since its holder may get it again.
-template <class Lock>
-bool isHeld(Lock &lock) {
-    return std::async(std::launch::async,
-                      [&] {
-                          if (!lock.try_lock()) {
-                              return true;
-                          }
-                          lock.unlock();
-                          return false;
-                      })
-        .get();
-}
-
-bool isHeld(SourceTCMutex &lock) {
-    return std::async(std::launch::async,
-                      [&] {
-                          if (lock.Try(0) == 0) {
-                              return true;
-                          }
-                          lock.Unlock();
-                          return false;
-                      })
-        .get();
-}
 
 class LockRulesTest : public ClientTest {
  protected:
@@ -46,9 +23,9 @@ class LockRulesTest : public ClientTest {
         service.hold();
         std::thread caller(request);
         service.waitForCalls(before + 1);
-        EXPECT_FALSE(isHeld(m_sourceUtilMutex));
-        EXPECT_FALSE(isHeld(m_sourceAPICallbackDataMutex));
-        EXPECT_FALSE(isHeld(CSourceAPI::dBusHandler->m_Mutex));
+        EXPECT_TRUE(othersCanLock(m_sourceUtilMutex));
+        EXPECT_TRUE(othersCanLock(m_sourceAPICallbackDataMutex));
+        EXPECT_TRUE(isFree(CSourceAPI::dBusHandler->m_Mutex));
         service.release();
         caller.join();
     }
@@ -76,6 +53,116 @@ TEST_F(LockRulesTest, NoLockIsHeldWhileTheNamesAreRefreshed) {
     });
 }
 
+// Holds the daemon's next answer to "NameHasOwner" back from this process.
+class LateOwnerQuery {
+ public:
+    LateOwnerQuery() : m_filter(g_dbus_connection_add_filter(m_bus.get(), pass, this, nullptr)) {}
+    ~LateOwnerQuery() {
+        answer();
+        g_dbus_connection_remove_filter(m_bus.get(), m_filter);
+    }
+    LateOwnerQuery(const LateOwnerQuery &) = delete;
+    LateOwnerQuery &operator=(const LateOwnerQuery &) = delete;
+
+    // False when nobody has asked within the limit.
+    bool waitUntilAsked() { return m_asked.wait(); }
+    void answer() { m_answered.set(); }
+
+ private:
+    static GDBusMessage *pass(GDBusConnection * /*connection*/, GDBusMessage *message,
+                              gboolean incoming, gpointer self) {
+        auto *const query = static_cast<LateOwnerQuery *>(self);
+        const char *const member = g_dbus_message_get_member(message);
+        if (incoming == FALSE && g_strcmp0(member, "NameHasOwner") == 0) {
+            query->m_serial = g_dbus_message_get_serial(message);
+        } else if (incoming != FALSE && query->m_serial != 0 &&
+                   g_dbus_message_get_reply_serial(message) == query->m_serial) {
+            query->m_asked.set();
+            query->m_answered.wait();
+        }
+        return message;
+    }
+
+    const BusConnection m_bus = sharedConnection();
+    std::atomic<guint32> m_serial{0};
+    Event m_asked;
+    Event m_answered;
+    const guint m_filter;
+};
+
+TEST_F(LockRulesTest, NoLockIsHeldWhileTheBusIsAskedForTheService) {
+    CSourceAPI *const api = CSourceAPI::Get();
+    LateOwnerQuery query;
+    std::thread caller([api] { EXPECT_TRUE(api->Connect(3)); });
+    EXPECT_TRUE(query.waitUntilAsked());
+    EXPECT_TRUE(othersCanLock(m_sourceUtilMutex));
+    EXPECT_TRUE(othersCanLock(m_sourceAPICallbackDataMutex));
+    EXPECT_TRUE(isFree(CSourceAPI::dBusHandler->m_Mutex));
+    query.answer();
+    caller.join();
+}
+
+TEST_F(LockRulesTest, ASubscriptionDoesNotWaitForAnothersRequest) {
+    CSourceAPI *const api = CSourceAPI::Get();
+    LateOwnerQuery query;
+    std::thread caller([api] { EXPECT_TRUE(api->Connect(3)); });
+    EXPECT_TRUE(query.waitUntilAsked());
+    CSourceAPI::m_bHasSubscribedForEvent = false;
+    Event subscribed;
+    platform.onLog([&](const LogLine &line) {
+        if (line.text == "SubscribeSignal source_api success") {
+            subscribed.set();
+        }
+    });
+    std::thread other([api] { EXPECT_TRUE(api->Connect(4)); });
+    EXPECT_TRUE(subscribed.wait());
+    query.answer();
+    caller.join();
+    other.join();
+}
+
+// Has a subscription stop half-way until released.
+class HalfwaySubscription {
+ public:
+    HalfwaySubscription() {
+        FakePlatform::get().onLog([this](const LogLine &line) {
+            if (line.text == "m_SubscribeSignal") {
+                m_reached.set();
+                m_released.wait();
+            }
+        });
+    }
+    ~HalfwaySubscription() { FakePlatform::get().onLog(nullptr); }
+    HalfwaySubscription(const HalfwaySubscription &) = delete;
+    HalfwaySubscription &operator=(const HalfwaySubscription &) = delete;
+
+    bool isReached() { return m_reached.wait(); }
+    void release() { m_released.set(); }
+
+ private:
+    Event m_reached;
+    Event m_released;
+};
+
+TEST_F(LockRulesTest, ClosingWaitsForASubscriptionThatIsBeingMade) {
+    CSourceAPI *const api = CSourceAPI::Get();
+    CSourceAPI::m_bHasSubscribedForEvent = false;
+    HalfwaySubscription subscription;
+    std::thread caller([api] { api->Connect(3); });
+    EXPECT_TRUE(subscription.isReached());
+    const auto closing = onThread([] { CSourceAPI::m_CloseDbusConnection(); });
+    EXPECT_TRUE(staysBlocked(closing));
+    EXPECT_THAT(platform.log(),
+                testing::Not(testing::Contains(InfoWith("Has subscribed for event :: "))));
+    subscription.release();
+    caller.join();
+    EXPECT_TRUE(ends(closing));
+    EXPECT_THAT(platform.log(), testing::Contains(Info("SubscribeSignal source_api success")));
+    EXPECT_THAT(platform.log(), testing::Contains(Info("Has subscribed for event :: [1]")));
+    EXPECT_THAT(platform.log(), testing::Contains(InfoWith("UnSubscribeSignal source_api(")));
+    EXPECT_EQ(CSourceAPI::dBusHandler, nullptr);
+}
+
 TEST_F(LockRulesTest, NoLockIsHeldWhileADeviceIsAskedFor) {
     CSourceAPI::Get();
     expectNoLockDuring([] { std::free(CSourceAPI::GetUsbData("usb")); });
@@ -85,8 +172,8 @@ TEST_F(LockRulesTest, NoLockIsHeldWhileTheSettingsStoreIsRead) {
     int reads = 0;
     platform.onSettingRead([&] {
         ++reads;
-        EXPECT_FALSE(isHeld(m_sourceUtilMutex));
-        EXPECT_FALSE(isHeld(m_sourceAPICallbackDataMutex));
+        EXPECT_TRUE(othersCanLock(m_sourceUtilMutex));
+        EXPECT_TRUE(othersCanLock(m_sourceAPICallbackDataMutex));
     });
     std::free(CSourceAPI::Get()->GetSourceList());
     EXPECT_EQ(reads, 2);
@@ -100,8 +187,8 @@ TEST_F(LockRulesTest, TheTwoGlobalMutexesAreNeverHeldTogether) {
     std::atomic<int> cacheLockSeen{0};
     platform.onLog([&](const LogLine &) {
         ++looks;
-        const bool cache = isHeld(m_sourceUtilMutex);
-        const bool callbacks = isHeld(m_sourceAPICallbackDataMutex);
+        const bool cache = !othersCanLock(m_sourceUtilMutex);
+        const bool callbacks = !othersCanLock(m_sourceAPICallbackDataMutex);
         cacheLockSeen += cache ? 1 : 0;
         callbackLockSeen += callbacks ? 1 : 0;
         EXPECT_FALSE(cache && callbacks);
@@ -131,7 +218,8 @@ TEST_F(LockRulesTest, TheCachesAreFreeWhileCallbacksRun) {
     CSourceAPI *const api = CSourceAPI::Get();
     bool held = true;
     CSourceAPI::RegisterSourceAPICallback(
-        [](int, void *seen) { *static_cast<bool *>(seen) = isHeld(m_sourceUtilMutex); }, &held);
+        [](int, void *seen) { *static_cast<bool *>(seen) = !othersCanLock(m_sourceUtilMutex); },
+        &held);
     std::free(api->GetSourceList());
     EXPECT_FALSE(held);
     CSourceAPI::UnregisterSourceAPICallback(&held);
