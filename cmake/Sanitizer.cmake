@@ -12,8 +12,3 @@ if(SOURCE_API_SANITIZER)
                         -fno-sanitize-recover=all)
     add_link_options(-fsanitize=${SOURCE_API_SANITIZER})
 endif()
-
-if(SOURCE_API_COVERAGE)
-    add_compile_options(--coverage -O0)
-    add_link_options(--coverage)
-endif()
