@@ -232,6 +232,16 @@ TEST_F(SourceApiInterfaceTest, ExceptionOfTheCallbackPassesAndLeavesTheRecordsWi
     EXPECT_STREQ(received[1].item->uniqueKey, "stick");
 }
 
+TEST_F(SourceApiInterfaceTest, ExceptionWhileARecordIsMadeReleasesItAndPasses) {
+    platform.onLog([](const LogLine &line) {
+        if (line.text == "GetSourceOSDText") {
+            throw std::runtime_error("from the platform");
+        }
+    });
+    EXPECT_THROW(sourceapi_get_sourcelist(receive), std::runtime_error);
+    EXPECT_THAT(received, IsEmpty());
+}
+
 TEST_F(SourceApiInterfaceTest, DeviceTypeIsReturnedAndLoggedSigned) {
     platform.setSourceNames(R"([{"SourceType":7,"DeviceType":3},{"SourceType":8,"DeviceType":-1},)"
                             R"({"SourceType":9,"DeviceType":0}])");
