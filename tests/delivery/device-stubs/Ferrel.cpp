@@ -1,0 +1,12 @@
+// SPDX-FileCopyrightText: The source-api authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <cstdio>
+
+#include "Platform.h"
+
+// The service is ready.
+int FerrelWaitEvent(const char *eventName, int timeout) {
+    std::fprintf(stderr, "ferrel %s %d\n", eventName, timeout);
+    return 0;
+}
