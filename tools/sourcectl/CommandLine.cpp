@@ -291,3 +291,10 @@ Invocation readCommandLine(int argc, const char *const *argv) {
     }
     return invocation;
 }
+
+void showCommandLine(const std::function<void(const CLI::App &)> &reader) {
+    Invocation invocation;
+    CLI::App app;
+    const CommandLine commandLine(app, invocation);
+    reader(app);
+}

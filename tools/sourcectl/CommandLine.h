@@ -4,8 +4,14 @@
 #ifndef SOURCECTL_COMMAND_LINE_H
 #define SOURCECTL_COMMAND_LINE_H
 
+#include <functional>
+
 #include "Arguments.h"
 #include "Commands.h"
+
+namespace CLI {
+class App;
+}
 
 constexpr int exitDone = 0;
 constexpr int exitFailed = 1;
@@ -18,5 +24,8 @@ struct Invocation {
 };
 
 Invocation readCommandLine(int argc, const char *const *argv);
+
+// Shows `reader` what the command line can be.
+void showCommandLine(const std::function<void(const CLI::App &)> &reader);
 
 #endif
