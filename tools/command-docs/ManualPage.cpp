@@ -98,7 +98,7 @@ void writeCommand(std::ostream &out, const CLI::App &command) {
 }  // namespace
 
 void writeManualPage(std::ostream &out, const CLI::App &program) {
-    const std::string name = program.get_name();
+    const std::string &name = program.get_name();
     const std::string description = program.get_description();
     const std::string brief = description.substr(0, description.find_first_of(".\n"));
     out << ".TH " << upperCase(escaped(name)) << " 1 \"\" \"source-api " SOURCE_API_VERSION "\"\n"
