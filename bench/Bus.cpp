@@ -1,0 +1,82 @@
+// SPDX-FileCopyrightText: The source-api authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "Bus.h"
+
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <stdexcept>
+
+namespace {
+
+std::vector<char *> pointers(std::vector<std::string> &texts) {
+    std::vector<char *> result;
+    for (std::string &text : texts) {
+        result.push_back(text.data());
+    }
+    result.push_back(nullptr);
+    return result;
+}
+
+// Whatever ends the benchmarks ends their companions.
+void dieWithParent(gpointer /*userData*/) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+}
+
+std::vector<std::string> daemonCommand() {
+    return {DBUS_DAEMON, "--config-file=" BUS_CONFIGURATION, "--nofork", "--print-address"};
+}
+
+}  // namespace
+
+Companion::Companion(const std::vector<std::string> &arguments) {
+    std::vector<std::string> texts = arguments;
+    GError *error = nullptr;
+    if (g_spawn_async_with_pipes(nullptr, pointers(texts).data(), nullptr,
+                                 G_SPAWN_DO_NOT_REAP_CHILD, dieWithParent, nullptr, &m_pid, nullptr,
+                                 &m_output, nullptr, &error) == FALSE) {
+        const std::string reason = error->message;
+        g_error_free(error);
+        throw std::runtime_error(reason);
+    }
+    char character = 0;
+    while (read(m_output, &character, 1) == 1 && character != '\n') {
+        m_firstLine += character;
+    }
+}
+
+Companion::~Companion() {
+    kill(m_pid, SIGKILL);
+    waitpid(m_pid, nullptr, 0);
+    close(m_output);
+}
+
+Bus::Bus()
+    : m_daemon(daemonCommand()),
+      m_service((g_setenv("DBUS_SYSTEM_BUS_ADDRESS", m_daemon.firstLine().c_str(), TRUE),
+                 std::vector<std::string>{PROGRAMS "/bench-service"})) {
+    if (m_service.firstLine() != "ready") {
+        throw std::runtime_error("the benchmarks' service did not start");
+    }
+}
+
+std::string output(const std::vector<std::string> &arguments) {
+    std::vector<std::string> texts = arguments;
+    char *printed = nullptr;
+    int status = 0;
+    GError *error = nullptr;
+    if (g_spawn_sync(nullptr, pointers(texts).data(), nullptr, G_SPAWN_DEFAULT, nullptr, nullptr,
+                     &printed, nullptr, &status, &error) == FALSE ||
+        g_spawn_check_wait_status(status, &error) == FALSE) {
+        const std::string reason = arguments[0] + ": " + error->message;
+        g_error_free(error);
+        g_free(printed);
+        throw std::runtime_error(reason);
+    }
+    const std::string result = printed;
+    g_free(printed);
+    return result;
+}

@@ -1,0 +1,144 @@
+// SPDX-FileCopyrightText: The source-api authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "ByHand.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <stdexcept>
+
+#include "Platform.h"
+
+namespace {
+
+// Made once: making a reader costs more than reading a short text.
+Json::CharReader &reader() {
+    thread_local const std::unique_ptr<Json::CharReader> kept(
+        Json::CharReaderBuilder().newCharReader());
+    return *kept;
+}
+
+std::string decoded(const std::string &text) {
+    std::string result;
+    result.reserve(text.size());
+    for (std::size_t index = 0; index < text.size(); ++index) {
+        if (text[index] == '%') {
+            const char digits[] = {text[index + 1], text[index + 2], '\0'};
+            result += static_cast<char>(std::strtoul(digits, nullptr, 16));
+            index += 2;
+        } else {
+            result += text[index];
+        }
+    }
+    return result;
+}
+
+}  // namespace
+
+Connection sharedConnection() {
+    Connection connection(g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr));
+    if (!connection) {
+        throw std::runtime_error("no bus");
+    }
+    return connection;
+}
+
+Json::Value parsed(const char *text) {
+    Json::Value value;
+    if (!reader().parse(text, text + std::strlen(text), &value, nullptr)) {
+        throw std::runtime_error("not JSON");
+    }
+    return value;
+}
+
+std::string oneLine(const Json::Value &value) {
+    std::string text = value.toStyledString();
+    text.erase(std::remove(text.begin(), text.end(), '\n'), text.end());
+    return text;
+}
+
+Change readChange(GVariant *body) {
+    const char *text = nullptr;
+    g_variant_get_child(body, 3, "&s", &text);
+    Json::Value root = parsed(text);
+    return {std::move(root["return_data"]), root["data"]["result"].asInt()};
+}
+
+std::string connectRequest(int sourceType) {
+    return "{\n\t\"data\" : \n\t{\n\t\t\"SourceType\" : " + std::to_string(sourceType) +
+           "\n\t},\n\t\"method\" : \"SourceConnect\"\n}";
+}
+
+bool ByHand::isServiceThere() const {
+    GVariant *const reply = g_dbus_connection_call_sync(
+        m_connection.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+        "NameHasOwner", g_variant_new("(s)", "source_service.message"), G_VARIANT_TYPE("(b)"),
+        G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+    if (reply == nullptr) {
+        return false;
+    }
+    gboolean owned = FALSE;
+    g_variant_get(reply, "(b)", &owned);
+    g_variant_unref(reply);
+    return owned != FALSE;
+}
+
+bool ByHand::connectSource(int sourceType) const {
+    return isServiceThere() && send(connectRequest(sourceType));
+}
+
+bool ByHand::send(const std::string &request) const {
+    GVariant *const reply = g_dbus_connection_call_sync(
+        m_connection.get(), "source_service.message", "/source_service/message",
+        "source_service.message", "SendMessage",
+        g_variant_new("(suss)", "source_api", 0U, "", request.c_str()), G_VARIANT_TYPE("(suss)"),
+        G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+    if (reply == nullptr) {
+        return false;
+    }
+    const char *text = nullptr;
+    g_variant_get_child(reply, 3, "&s", &text);
+    const bool done = parsed(text)["return_data"].asBool();
+    g_variant_unref(reply);
+    return done;
+}
+
+char *listText(const Json::Value &list) {
+    return strdup(oneLine(list).c_str());
+}
+
+void listRecords(const Json::Value &list, sourceapi_sourcelist_cb callback) {
+    for (const Json::Value &source : list) {
+        auto *const record =
+            static_cast<sourceapi_source_item *>(std::malloc(sizeof(sourceapi_source_item)));
+        record->sourceType = source["sourceType"].asInt();
+        __dlog_print(0, 4, "BENCH", "[%d] %s\n", record->sourceType, oneLine(source).c_str());
+        record->editName = strdup(decoded(source["editName"].asString()).c_str());
+        record->detectedName = strdup(decoded(source["detectedName"].asString()).c_str());
+        record->iconPath = strdup(source["iconPath"].asCString());
+        record->uniqueKey = strdup(source["uniqueKey"].asCString());
+        record->osdText = strdup(CSourceUtil::GetLagacySourceType(record->sourceType).c_str());
+        record->connectionState = source["connectionState"].asBool();
+        record->powerState = source["powerState"].asInt();
+        record->mbrActivityIndex = source["mbrActivityIndex"].asInt();
+        callback(record->sourceType, record, false);
+    }
+}
+
+void releaseRecord(int /*key*/, sourceapi_source_item *record, bool /*last*/) {
+    std::free(record->editName);
+    std::free(record->detectedName);
+    std::free(record->iconPath);
+    std::free(record->uniqueKey);
+    std::free(record->osdText);
+    std::free(record);
+}
+
+std::multimap<int, std::string> readNames(const std::string &document) {
+    std::multimap<int, std::string> names;
+    for (const Json::Value &entry : parsed(document.c_str())) {
+        names.emplace(entry["SourceType"].asInt(), entry["EditName"].asString());
+    }
+    return names;
+}
