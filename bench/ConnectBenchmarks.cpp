@@ -35,7 +35,7 @@ void inThreads(int threads, int calls, const std::function<bool()> &call) {
 void oneByOne(benchmark::State &state) {
     const ByHand hand;
     compare(
-        state, 1.05, 1, [] { require(connect_source(sourceType), "connect_source"); },
+        state, 1.05, [] { require(connect_source(sourceType), "connect_source"); },
         [&] { require(hand.connectSource(sourceType), "connecting by hand"); });
 }
 
@@ -43,7 +43,7 @@ void oneByOne(benchmark::State &state) {
 void sideBySide(benchmark::State &state, int threads, int calls) {
     const ByHand hand;
     compare(
-        state, 1 / 0.95, 1,
+        state, 1 / 0.95,
         [&] { inThreads(threads, calls, [] { return connect_source(sourceType); }); },
         [&] { inThreads(threads, calls, [&] { return hand.connectSource(sourceType); }); });
     state.counters["throughput"] =

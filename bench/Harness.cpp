@@ -73,17 +73,21 @@ void compareTimes(benchmark::State &state, double atMost, const TimedWork &work,
     state.counters["at_most"] = atMost;
 }
 
-void compare(benchmark::State &state, double atMost, int batch, const Work &work,
-             const Work &baseline) {
-    const auto timed = [batch](const Work &what) {
-        return [&what, batch] {
-            return secondsOf([&] {
-                       for (int turn = 0; turn < batch; ++turn) {
-                           what();
-                       }
-                   }) /
-                   batch;
-        };
+void compare(benchmark::State &state, double atMost, const Work &work, const Work &baseline) {
+    compareTimes(
+        state, atMost, [&] { return secondsOf(work); }, [&] { return secondsOf(baseline); });
+}
+
+void compareCost(benchmark::State &state, double atMost, int batch, const Work &work,
+                 const Work &baseline) {
+    const auto cost = [batch](const Work &what) {
+        return processorSecondsOf([&] {
+                   for (int turn = 0; turn < batch; ++turn) {
+                       what();
+                   }
+               }) /
+               batch;
     };
-    compareTimes(state, atMost, timed(work), timed(baseline));
+    compareTimes(
+        state, atMost, [&] { return cost(work); }, [&] { return cost(baseline); });
 }

@@ -37,8 +37,11 @@ using TimedWork = std::function<double()>;
 void compareTimes(benchmark::State &state, double atMost, const TimedWork &work,
                   const TimedWork &baseline);
 
-// The same for work that is timed from outside, each time `batch` times in a row.
-void compare(benchmark::State &state, double atMost, int batch, const Work &work,
-             const Work &baseline);
+// The same for work that waits for others: the time that passes.
+void compare(benchmark::State &state, double atMost, const Work &work, const Work &baseline);
+
+// The same for work that waits for nobody: the processor's time, each time for `batch` runs.
+void compareCost(benchmark::State &state, double atMost, int batch, const Work &work,
+                 const Work &baseline);
 
 #endif

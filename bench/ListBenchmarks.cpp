@@ -16,15 +16,15 @@ namespace {
 
 void asText(benchmark::State &state, int sources) {
     const Json::Value list = sourceList(sources);
-    CSourceAPI::m_UpdateCache(list);
-    compare(
+    CSourceAPI::m_UpdateCache(sourceList(sources));
+    compareCost(
         state, 1.15, 1, [] { std::free(get_source_list()); }, [&] { std::free(listText(list)); });
 }
 
 void asRecords(benchmark::State &state, int sources) {
     const Json::Value list = sourceList(sources);
-    CSourceAPI::m_UpdateCache(list);
-    compare(
+    CSourceAPI::m_UpdateCache(sourceList(sources));
+    compareCost(
         state, 1.35, 1,
         [] { require(sourceapi_get_sourcelist(releaseRecord), "sourceapi_get_sourcelist"); },
         [&] { listRecords(list, releaseRecord); });

@@ -23,7 +23,7 @@ void nameOf(benchmark::State &state, int entries) {
     CSourceAPI::m_UpdateSourceDataMapCache();
     const std::multimap<int, std::string> names = readNames(document);
     const int wanted = entries / 2;
-    compare(
+    compareCost(
         state, 2, batch,
         [=] {
             char *const name = get_edit_name(wanted, 0);

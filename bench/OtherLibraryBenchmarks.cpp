@@ -69,7 +69,7 @@ void oneCall(benchmark::State &state) {
     const ByHand hand;
     const Library library;
     compare(
-        state, 0, 1, [&] { require(library.send(request), "a call"); },
+        state, 0, [&] { require(library.send(request), "a call"); },
         [&] { require(hand.send(request), "a call by hand"); });
     state.counters.erase("at_most");
 }

@@ -21,9 +21,9 @@ struct MethodCall {
     VariantPtr body;
 };
 
-// The call that delivers `message` (nothing when null). The body borrows the message's buffer, so
-// the message must outlive it.
-MethodCall makeMethodCall(const std::string &sender, SourceTCMessage *message);
+// The call that delivers `message` (nothing when null), whose JSON is written anew. The body
+// borrows the message's buffer, so the message must outlive it.
+MethodCall makeMethodCall(const std::string &sender, const SourceTCMessage *message);
 
 // What a body holds. The texts are the body's own; the buffer is null when there is none.
 struct BodyView {

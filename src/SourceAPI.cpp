@@ -5,13 +5,16 @@
 
 #include <unistd.h>
 
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <new>
 #include <optional>
+#include <string_view>
 
 #include "Atomic.h"
+#include "JsonText.h"
 #include "Log.h"
 #include "Mutex.h"
 #include "SharedEndpoint.h"
@@ -77,8 +80,8 @@ Json::Value fetchRequest() {
 // holds m_sourceUtilMutex.
 const SourceNameList *findName(const std::multimap<int, SourceNameList> &names, int sourceType,
                                int mbrActivityIndex) {
-    const auto range = names.equal_range(sourceType);
-    for (auto entry = range.first; entry != range.second; ++entry) {
+    for (auto entry = names.lower_bound(sourceType);
+         entry != names.end() && entry->first == sourceType; ++entry) {
         if (entry->second.mbrActivityIndex == mbrActivityIndex) {
             return &entry->second;
         }
@@ -88,9 +91,7 @@ const SourceNameList *findName(const std::multimap<int, SourceNameList> &names, 
 
 bool parseJson(const std::string &text, Json::Value &root) {
     try {
-        const Json::CharReaderBuilder builder;
-        const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-        return reader->parse(text.data(), text.data() + text.size(), &root, nullptr);
+        return readJson(text, root, nullptr);
     } catch (const Json::Exception &) {
         return false;  // nested deeper than the reader goes
     }
@@ -115,10 +116,23 @@ void replaceText(std::string &text, const std::string &from, const std::string &
 }
 
 // The styled form of a value on one line.
-std::string oneLine(const Json::Value &value) {
-    std::string text = value.toStyledString();
+std::string oneLine(const Json::Value &value, StyledWriter &writer) {
+    std::string text = writer.text(value);
     replaceText(text, "\n", "");
     return text;
+}
+
+// The character that the digits of a percent escape stand for.
+char unescape(const std::string &digits) {
+    unsigned int value = 0;
+    const char *const end = digits.data() + digits.size();
+    const auto read = std::from_chars(digits.data(), end, value, 16);
+    if (read.ec != std::errc() || read.ptr != end) {
+        // sscanf decides what a malformed escape means: blanks, signs and no digit at all.
+        value = 0;
+        (void)std::sscanf(digits.c_str(), "%x", &value);
+    }
+    return static_cast<char>(value & 0xFFU);
 }
 
 // Asks for a USB device by `send` and hands the whole answer to `take`. Both forms of the query
@@ -141,7 +155,8 @@ bool GetUsbData(const Key &uniqueKey, const char *shownKey, Send send, Take take
             LOG_ERROR("Failed to get usbdata!");
             return false;
         }
-        LOG_INFO("%s", oneLine(root).c_str());
+        StyledWriter writer;
+        LOG_INFO("%s", oneLine(root, writer).c_str());
         take(root);
         return true;
     } catch (const Json::Exception &exception) {
@@ -271,17 +286,23 @@ bool CSourceAPI::GetSourceList(std::shared_ptr<std::multimap<int, CSourceItem>> 
         return false;
     }
     try {
-        Json::Value list;
+        // Copied one by one, so that a long list lies in memory in the order of reading.
+        std::vector<Json::Value> list;
         {
             const std::lock_guard<std::recursive_mutex> lock(m_sourceUtilMutex);
-            list = m_sourceItemArray;
+            list.reserve(m_sourceItemArray.size());
+            for (const Json::Value &element : m_sourceItemArray) {
+                list.push_back(element);
+            }
         }
+        StyledWriter writer;
         for (Json::Value &element : list) {
             const int key = element["sourceType"].asInt();
-            LOG_INFO("[%d] %s", key, oneLine(element).c_str());
-            CSourceItem item;
+            LOG_INFO("[%d] %s", key, oneLine(element, writer).c_str());
+            CSourceItem &item = (*out)->emplace(key, CSourceItem())->second;
             m_ConvertJsonToSourceItemObject(std::move(element), &item);
-            (*out)->emplace(key, item);
+            // As in every copy of a record.
+            item.settingMethod = 0;
         }
     } catch (const Json::Exception &exception) {
         LOG_ERROR("Exception occured! [%s]", exception.what());
@@ -570,7 +591,7 @@ bool CSourceAPI::m_MakeAPICall(std::string method, Json::Value params) {
             return false;
         }
         const Json::Value &root = reply.m_JsonRoot;
-        LOG_INFO("ret_data %s", root.toStyledString().c_str());
+        LOG_INFO("ret_data %s", StyledWriter().text(root).c_str());
         if (!root.isMember("return_data")) {
             LOG_ERROR("Error: no response or return_data!");
             return false;
@@ -586,34 +607,24 @@ bool CSourceAPI::m_MakeAPICall(std::string method, Json::Value params) {
 }
 
 void CSourceAPI::m_ConvertJsonToSourceItemObject(Json::Value item, CSourceItem *out) {
+    // Calls `take` with a member that is there.
+    const auto with = [&item](std::string_view key, auto take) {
+        if (const Json::Value *const member = item.find(key.data(), key.data() + key.size())) {
+            take(*member);
+        }
+    };
     try {
-        if (item.isMember("sourceType")) {
-            out->sourceType = item["sourceType"].asInt();
-        }
-        if (item.isMember("editName")) {
-            out->editName = Get()->m_DecodeURL(item["editName"].asString());
-        }
-        if (item.isMember("detectedName")) {
-            out->detectedName = Get()->m_DecodeURL(item["detectedName"].asString());
-        }
-        if (item.isMember("iconPath")) {
-            out->iconPath = item["iconPath"].asString();
-        }
-        if (item.isMember("uniqueKey")) {
-            out->uniqueKey = item["uniqueKey"].asString();
-        }
-        if (item.isMember("connectionState")) {
-            out->connectionState = item["connectionState"].asBool();
-        }
-        if (item.isMember("powerState")) {
-            out->powerState = item["powerState"].asInt();
-        }
-        if (item.isMember("mbrActivityIndex")) {
-            out->mbrActivityIndex = item["mbrActivityIndex"].asInt();
-        }
-        if (item.isMember("settingMethod")) {
-            out->settingMethod = item["settingMethod"].asInt();
-        }
+        with("sourceType", [&](const auto &value) { out->sourceType = value.asInt(); });
+        with("editName",
+             [&](const auto &value) { out->editName = Get()->m_DecodeURL(value.asString()); });
+        with("detectedName",
+             [&](const auto &value) { out->detectedName = Get()->m_DecodeURL(value.asString()); });
+        with("iconPath", [&](const auto &value) { out->iconPath = value.asString(); });
+        with("uniqueKey", [&](const auto &value) { out->uniqueKey = value.asString(); });
+        with("connectionState", [&](const auto &value) { out->connectionState = value.asBool(); });
+        with("powerState", [&](const auto &value) { out->powerState = value.asInt(); });
+        with("mbrActivityIndex", [&](const auto &value) { out->mbrActivityIndex = value.asInt(); });
+        with("settingMethod", [&](const auto &value) { out->settingMethod = value.asInt(); });
     } catch (const Json::Exception &exception) {
         LOG_ERROR("Exception occured! [%s]", exception.what());
     }
@@ -627,11 +638,7 @@ std::string CSourceAPI::m_DecodeURL(const std::string &text) {
             decoded += text[index++];
             continue;
         }
-        // sscanf decides what a malformed escape means: blanks, signs and no digit at all.
-        const std::string digits = text.substr(index + 1, 2);
-        unsigned int value = 0;
-        (void)std::sscanf(digits.c_str(), "%x", &value);
-        decoded += static_cast<char>(value & 0xFFU);
+        decoded += unescape(text.substr(index + 1, 2));
         index += 3;
     }
     return decoded;
@@ -703,7 +710,7 @@ bool CSourceAPI::m_IsUpdated(Json::Value list) {
 
 std::string CSourceAPI::m_GetSourceItemArrayString() {
     const std::lock_guard<std::recursive_mutex> lock(m_sourceUtilMutex);
-    return m_sourceItemArray.toStyledString();
+    return StyledWriter().text(m_sourceItemArray);
 }
 
 void CSourceAPI::m_NotifySourceListChanged(int value) {
@@ -744,7 +751,13 @@ void CSourceAPI::m_OnFunctionCallBack(const char * /*sender*/, const char * /*si
     Json::Value &root = message->m_JsonRoot;
     // The message ends with this call, so its list is taken, not copied.
     Json::Value list = std::move(root["return_data"]);
-    if (atomicLoad(m_bNotified) && !m_IsUpdated(list)) {
+    // Compared in place; m_IsUpdated, which takes a list for itself, only confirms that nothing
+    // has changed.
+    const auto isUnchanged = [&list] {
+        const std::lock_guard<std::recursive_mutex> lock(m_sourceUtilMutex);
+        return m_sourceItemArray == list && !m_IsUpdated(std::move(list));
+    };
+    if (atomicLoad(m_bNotified) && isUnchanged()) {
         LOG_ERROR("Not changed. Don't notify");
         return;
     }

@@ -4,8 +4,8 @@
 #include "SourceTCMessage.h"
 
 #include <cstring>
-#include <memory>
 
+#include "JsonText.h"
 #include "Log.h"
 
 namespace {
@@ -21,14 +21,17 @@ unsigned char *copyBytes(const unsigned char *data, unsigned int size) {
 
 }  // namespace
 
-SourceTCData::SourceTCData() = default;
+SourceTCData::SourceTCData() : m_WriterBuilder(defaultWriterBuilder()) {}
 
-SourceTCData::SourceTCData(const std::string &text) : m_Message(text) {
+SourceTCData::SourceTCData(const std::string &text)
+    : m_Message(text), m_WriterBuilder(defaultWriterBuilder()) {
     Parse();
 }
 
 SourceTCData::SourceTCData(const SourceTCData &other)
-    : m_Message(other.m_Message), m_JsonRoot(other.m_JsonRoot) {
+    : m_Message(other.m_Message),
+      m_JsonRoot(other.m_JsonRoot),
+      m_WriterBuilder(defaultWriterBuilder()) {
     Generate();
 }
 
@@ -48,10 +51,7 @@ bool SourceTCData::Parse() {
     }
     bool parsed = false;
     try {
-        const Json::CharReaderBuilder builder;
-        const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-        const char *const begin = m_Message.data();
-        parsed = reader->parse(begin, begin + m_Message.size(), &m_JsonRoot, &m_Error);
+        parsed = readJson(m_Message, m_JsonRoot, &m_Error);
     } catch (const Json::Exception &exception) {
         m_Error = exception.what();
     }

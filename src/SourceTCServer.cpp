@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
-#include <optional>
 #include <set>
 #include <utility>
 
@@ -275,11 +274,7 @@ int SourceTCServer::SendMessage(const char *dest, const SourceTCMessage *msg, bo
     LOG_ERROR("send message to %s(%s), sync : %s, reply : %p ", dest, busName.c_str(),
               sync ? "true" : "false", static_cast<void *>(reply));
 
-    std::optional<SourceTCMessage> request;
-    if (msg != nullptr) {
-        request.emplace() = *msg;
-    }
-    const MethodCall call = makeMethodCall(m_ServerName, request ? &*request : nullptr);
+    const MethodCall call = makeMethodCall(m_ServerName, msg);
     GError *failure = nullptr;
     VariantPtr replyBody(g_dbus_connection_call_sync(
         connection.get(), busName.c_str(), objectPathOf(busName).c_str(), busName.c_str(),
