@@ -62,6 +62,14 @@ void listRecords(const Json::Value &list, sourceapi_sourcelist_cb callback);
 void releaseRecord(int key, sourceapi_source_item *record, bool last);
 
 // The names of the sources, read from the settings store's document.
-std::multimap<int, std::string> readNames(const std::string &document);
+struct SourceName {
+    std::string editName;
+    std::string detectedName;
+    int mbrActivityIndex;
+};
+using SourceNames = std::multimap<int, SourceName>;
+SourceNames readNames(const std::string &document);
+// The caller releases it with free(). Null when there is none.
+char *nameOf(const SourceNames &names, int sourceType, int mbrActivityIndex);
 
 #endif

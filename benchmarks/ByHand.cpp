@@ -135,10 +135,24 @@ void releaseRecord(int /*key*/, sourceapi_source_item *record, bool /*last*/) {
     std::free(record);
 }
 
-std::multimap<int, std::string> readNames(const std::string &document) {
-    std::multimap<int, std::string> names;
+SourceNames readNames(const std::string &document) {
+    SourceNames names;
     for (const Json::Value &entry : parsed(document.c_str())) {
-        names.emplace(entry["SourceType"].asInt(), entry["EditName"].asString());
+        names.emplace(entry["SourceType"].asInt(),
+                      SourceName{entry["EditName"].asString(), entry["DetectedName"].asString(),
+                                 entry["MbrActivityIndex"].asInt()});
     }
     return names;
+}
+
+char *nameOf(const SourceNames &names, int sourceType, int mbrActivityIndex) {
+    const auto range = names.equal_range(sourceType);
+    for (auto entry = range.first; entry != range.second; ++entry) {
+        const SourceName &name = entry->second;
+        if (name.mbrActivityIndex == mbrActivityIndex) {
+            return strdup(name.editName.empty() ? name.detectedName.c_str()
+                                                : name.editName.c_str());
+        }
+    }
+    return nullptr;
 }

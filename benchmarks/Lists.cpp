@@ -9,7 +9,7 @@ Json::Value sourceList(int sources, int generation) {
         const std::string number = std::to_string(type);
         Json::Value source;
         source["sourceType"] = type;
-        source["editName"] = "Spielkonsole%20" + number;
+        source["editName"] = "Konsole%20" + number;
         source["detectedName"] = "Console%20" + number;
         source["iconPath"] = "/usr/share/icons/sources/hdmi-focused.png";
         source["uniqueKey"] = "hdmi-" + number;
@@ -49,7 +49,7 @@ std::string namesDocument(int entries) {
     for (int type = 1; type <= entries; ++type) {
         Json::Value entry;
         entry["SourceType"] = type;
-        entry["EditName"] = "Spielkonsole " + std::to_string(type);
+        entry["EditName"] = "Konsole " + std::to_string(type);
         entry["DetectedName"] = "Console";
         entry["DeviceType"] = 3;
         entry["MbrActivityIndex"] = 0;
