@@ -22,9 +22,7 @@ std::string utf8(std::string text) {
 
 // What a message says now: its own text may lag behind its JSON.
 std::string currentText(const SourceTCMessage &message) {
-    return message.m_JsonRoot.empty()
-               ? message.m_Message
-               : Json::writeString(defaultWriterBuilder(), message.m_JsonRoot);
+    return message.m_JsonRoot.empty() ? message.m_Message : jsonText(message.m_JsonRoot);
 }
 
 const char *textAt(GVariant *body, gsize index) {

@@ -116,8 +116,8 @@ void replaceText(std::string &text, const std::string &from, const std::string &
 }
 
 // The styled form of a value on one line.
-std::string oneLine(const Json::Value &value, StyledWriter &writer) {
-    std::string text = writer.text(value);
+std::string oneLine(const Json::Value &value) {
+    std::string text = styledText(value);
     replaceText(text, "\n", "");
     return text;
 }
@@ -155,8 +155,7 @@ bool GetUsbData(const Key &uniqueKey, const char *shownKey, Send send, Take take
             LOG_ERROR("Failed to get usbdata!");
             return false;
         }
-        StyledWriter writer;
-        LOG_INFO("%s", oneLine(root, writer).c_str());
+        LOG_INFO("%s", oneLine(root).c_str());
         take(root);
         return true;
     } catch (const Json::Exception &exception) {
@@ -295,10 +294,9 @@ bool CSourceAPI::GetSourceList(std::shared_ptr<std::multimap<int, CSourceItem>> 
                 list.push_back(element);
             }
         }
-        StyledWriter writer;
         for (Json::Value &element : list) {
             const int key = element["sourceType"].asInt();
-            LOG_INFO("[%d] %s", key, oneLine(element, writer).c_str());
+            LOG_INFO("[%d] %s", key, oneLine(element).c_str());
             CSourceItem &item = (*out)->emplace(key, CSourceItem())->second;
             m_ConvertJsonToSourceItemObject(std::move(element), &item);
             // As in every copy of a record.
@@ -455,7 +453,7 @@ bool CSourceAPI::GetCustomIconPath(int SourceType, std::string &SourceIconPath,
 char *CSourceAPI::GetUsbData(const char *uniqueKey) {
     char *text = nullptr;
     ::GetUsbData(uniqueKey, uniqueKey, m_SendMessageSync,
-                 [&](const Json::Value &root) { text = strdup(root.toStyledString().c_str()); });
+                 [&](const Json::Value &root) { text = strdup(styledText(root).c_str()); });
     return text;
 }
 
@@ -591,7 +589,7 @@ bool CSourceAPI::m_MakeAPICall(std::string method, Json::Value params) {
             return false;
         }
         const Json::Value &root = reply.m_JsonRoot;
-        LOG_INFO("ret_data %s", StyledWriter().text(root).c_str());
+        LOG_INFO("ret_data %s", styledText(root).c_str());
         if (!root.isMember("return_data")) {
             LOG_ERROR("Error: no response or return_data!");
             return false;
@@ -710,7 +708,7 @@ bool CSourceAPI::m_IsUpdated(Json::Value list) {
 
 std::string CSourceAPI::m_GetSourceItemArrayString() {
     const std::lock_guard<std::recursive_mutex> lock(m_sourceUtilMutex);
-    return StyledWriter().text(m_sourceItemArray);
+    return styledText(m_sourceItemArray);
 }
 
 void CSourceAPI::m_NotifySourceListChanged(int value) {
