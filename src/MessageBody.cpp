@@ -3,6 +3,9 @@
 
 #include "MessageBody.h"
 
+#include <initializer_list>
+#include <iterator>
+
 #include "JsonText.h"
 
 namespace {
@@ -11,13 +14,16 @@ const auto *const plainBody = G_VARIANT_TYPE("(suss)");
 const auto *const bufferBody = G_VARIANT_TYPE("(sussa(y))");
 
 // A D-Bus text must be UTF-8; GLib ends the process over one that is not.
-std::string utf8(std::string text) {
-    if (g_utf8_validate(text.c_str(), -1, nullptr) != FALSE) {
-        return text;
-    }
-    const std::unique_ptr<char, decltype(&g_free)> valid(g_utf8_make_valid(text.c_str(), -1),
-                                                         g_free);
-    return valid.get();
+GVariant *newText(const std::string &text) {
+    return g_utf8_validate(text.c_str(), -1, nullptr) != FALSE
+               ? g_variant_new_string(text.c_str())
+               : g_variant_new_take_string(g_utf8_make_valid(text.c_str(), -1));
+}
+
+// The fields put together; format strings would be read anew for every call.
+VariantPtr makeBody(std::initializer_list<GVariant *> fields) {
+    return VariantPtr(
+        g_variant_ref_sink(g_variant_new_tuple(std::data(fields), std::size(fields))));
 }
 
 // What a message says now: its own text may lag behind its JSON.
@@ -45,26 +51,22 @@ bool standsForNoBuffer(const unsigned char *bytes, gsize size) {
 }  // namespace
 
 MethodCall makeMethodCall(const std::string &sender, const SourceTCMessage *message) {
-    const std::string from = utf8(sender);
     if (message == nullptr) {
         return {"SendMessage",
-                VariantPtr(g_variant_ref_sink(g_variant_new("(suss)", from.c_str(), 0U, "", "")))};
+                makeBody({newText(sender), g_variant_new_uint32(0), newText(""), newText("")})};
     }
-    const std::string auxText = utf8(message->m_AuxText);
-    const std::string text = utf8(currentText(*message));
+    const std::string text = currentText(*message);
+    GVariant *const number = g_variant_new_uint32(message->m_AuxNumber);
+    GVariant *const auxText = newText(message->m_AuxText);
+    GVariant *const content = newText(text);
     unsigned char *buffer = nullptr;
     const unsigned int size = message->GetBuffer(buffer);
     if (size == 0 || buffer == nullptr) {
-        return {"SendMessage",
-                VariantPtr(g_variant_ref_sink(g_variant_new(
-                    "(suss)", from.c_str(), message->m_AuxNumber, auxText.c_str(), text.c_str())))};
+        return {"SendMessage", makeBody({newText(sender), number, auxText, content})};
     }
     GVariant *const bytes =
         g_variant_new_from_data(G_VARIANT_TYPE("a(y)"), buffer, size, TRUE, nullptr, nullptr);
-    return {
-        "SendMessageWithBuffer",
-        VariantPtr(g_variant_ref_sink(g_variant_new("(suss@a*)", from.c_str(), message->m_AuxNumber,
-                                                    auxText.c_str(), text.c_str(), bytes)))};
+    return {"SendMessageWithBuffer", makeBody({newText(sender), number, auxText, content, bytes})};
 }
 
 bool readBody(GVariant *body, BodyView &view) {

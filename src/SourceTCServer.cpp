@@ -183,10 +183,11 @@ int SourceTCServer::IsServiceAvailable(const char *name) {
     }
     std::string busName = std::string(name) + ".message";
     m_FormatString(busName);
+    GVariant *const nameField = g_variant_new_string(busName.c_str());
     GError *failure = nullptr;
     const VariantPtr reply(g_dbus_connection_call_sync(
         connection.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-        "NameHasOwner", g_variant_new("(s)", busName.c_str()), G_VARIANT_TYPE("(b)"),
+        "NameHasOwner", g_variant_new_tuple(&nameField, 1), G_VARIANT_TYPE("(b)"),
         G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &failure));
     if (failure != nullptr) {
         const ErrorPtr error(failure);
@@ -196,9 +197,8 @@ int SourceTCServer::IsServiceAvailable(const char *name) {
     if (!reply) {
         return 0;
     }
-    gboolean owned = FALSE;
-    g_variant_get(reply.get(), "(b)", &owned);
-    return owned != FALSE ? 1 : 0;
+    const VariantPtr owned(g_variant_get_child_value(reply.get(), 0));
+    return g_variant_get_boolean(owned.get()) != FALSE ? 1 : 0;
 }
 
 void SourceTCServer::CloseDBusServer() {
