@@ -14,6 +14,7 @@ namespace {
 
 std::vector<char *> pointers(std::vector<std::string> &texts) {
     std::vector<char *> result;
+    result.reserve(texts.size() + 1);
     for (std::string &text : texts) {
         result.push_back(text.data());
     }
@@ -76,7 +77,7 @@ std::string output(const std::vector<std::string> &arguments) {
         g_free(printed);
         throw std::runtime_error(reason);
     }
-    const std::string result = printed;
+    std::string result = printed;
     g_free(printed);
     return result;
 }

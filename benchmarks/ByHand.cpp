@@ -12,13 +12,6 @@
 
 namespace {
 
-// Made once: making a reader costs more than reading a short text.
-Json::CharReader &reader() {
-    thread_local const std::unique_ptr<Json::CharReader> kept(
-        Json::CharReaderBuilder().newCharReader());
-    return *kept;
-}
-
 std::string decoded(const std::string &text) {
     std::string result;
     result.reserve(text.size());
@@ -45,8 +38,11 @@ Connection sharedConnection() {
 }
 
 Json::Value parsed(const char *text) {
+    // Made once: making a reader costs more than reading a short text.
+    thread_local const std::unique_ptr<Json::CharReader> reader(
+        Json::CharReaderBuilder().newCharReader());
     Json::Value value;
-    if (!reader().parse(text, text + std::strlen(text), &value, nullptr)) {
+    if (!reader->parse(text, text + std::strlen(text), &value, nullptr)) {
         throw std::runtime_error("not JSON");
     }
     return value;

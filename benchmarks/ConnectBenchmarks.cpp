@@ -17,6 +17,7 @@ constexpr int sourceType = 3;
 void inThreads(int threads, int calls, const std::function<bool()> &call) {
     std::atomic<bool> done{true};
     std::vector<std::thread> running;
+    running.reserve(static_cast<std::size_t>(threads));
     for (int number = 0; number < threads; ++number) {
         running.emplace_back([&] {
             for (int turn = 0; turn < calls; ++turn) {
@@ -55,8 +56,8 @@ void sideBySide(benchmark::State &state, int threads, int calls) {
 void addConnectBenchmarks(const Plan &plan) {
     add(plan, "connect_source", 2000, oneByOne);
     for (const int threads : {1, 2, 4, 8}) {
-        const int calls = plan.quick ? 1 : 400 / threads;
-        add(plan, "connect_source/threads:" + std::to_string(threads), 15,
+        const int calls = plan.quick ? 1 : 160 / threads;
+        add(plan, "connect_source/threads:" + std::to_string(threads), 41,
             [=](benchmark::State &state) { sideBySide(state, threads, calls); });
     }
 }

@@ -11,12 +11,6 @@ namespace {
 
 bool broken = false;
 
-double medianOf(std::vector<double> samples) {
-    const auto middle = samples.begin() + static_cast<std::ptrdiff_t>(samples.size() / 2);
-    std::nth_element(samples.begin(), middle, samples.end());
-    return *middle;
-}
-
 }  // namespace
 
 void require(bool right, const char *what) {
@@ -44,6 +38,12 @@ void add(const Plan &plan, const std::string &name, int iterations,
 
 bool isAnythingBroken() {
     return broken;
+}
+
+double medianOf(std::vector<double> samples) {
+    const auto middle = samples.begin() + static_cast<std::ptrdiff_t>(samples.size() / 2);
+    std::nth_element(samples.begin(), middle, samples.end());
+    return *middle;
 }
 
 void compareTimes(benchmark::State &state, double atMost, const TimedWork &work,

@@ -10,6 +10,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "Clock.h"
 
@@ -29,6 +30,8 @@ void require(bool right, const char *what);
 void add(const Plan &plan, const std::string &name, int iterations,
          std::function<void(benchmark::State &)> body);
 bool isAnythingBroken();
+
+double medianOf(std::vector<double> samples);
 
 using TimedWork = std::function<double()>;
 

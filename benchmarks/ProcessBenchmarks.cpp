@@ -4,6 +4,7 @@
 // What shows only in a process of its own: the first answer, instructions, copies and memory.
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Benchmarks.h"
@@ -19,14 +20,18 @@ void firstAnswer(benchmark::State &state) {
         state, 1.1, [&] { return secondsIn("library"); }, [&] { return secondsIn("hand"); });
 }
 
-void report(benchmark::State &state, double work, double baseline, double atMost) {
-    while (state.KeepRunning()) {
-        state.SetIterationTime(0);
-    }
+void setFigures(benchmark::State &state, double work, double baseline, double atMost) {
     state.counters["work"] = work;
     state.counters["baseline"] = baseline;
     state.counters["ratio"] = work / baseline;
     state.counters["at_most"] = atMost;
+}
+
+void report(benchmark::State &state, double work, double baseline, double atMost) {
+    while (state.KeepRunning()) {
+        state.SetIterationTime(0);
+    }
+    setFigures(state, work, baseline, atMost);
 }
 
 void instructions(benchmark::State &state) {
@@ -45,11 +50,17 @@ void memoryOfSource(benchmark::State &state) {
     report(state, library, json, 1.1);
 }
 
-// The limit is a difference: 256 KiB more.
+// A median of many: how much of a library is mapped differs with where it was loaded.
 void residentSize(benchmark::State &state) {
-    const double library = std::stod(output({PROGRAMS "/resident-library"}));
-    const double plain = std::stod(output({PROGRAMS "/resident-plain"}));
-    report(state, library, plain, (plain + 256) / plain);
+    std::vector<double> library;
+    std::vector<double> plain;
+    while (state.KeepRunning()) {
+        library.push_back(std::stod(output({PROGRAMS "/resident-library"})));
+        plain.push_back(std::stod(output({PROGRAMS "/resident-plain"})));
+        state.SetIterationTime(0);
+    }
+    const double plainMedian = medianOf(std::move(plain));
+    setFigures(state, medianOf(std::move(library)), plainMedian, (plainMedian + 256) / plainMedian);
 }
 
 void copies(benchmark::State &state, const std::string &path, double allowed) {
@@ -67,7 +78,7 @@ void addProcessBenchmarks(const Plan &plan) {
     const Plan once{true};
     add(once, "connect_source/instructions", 1, instructions);
     add(once, "memory/bytes_for_a_source", 1, memoryOfSource);
-    add(once, "memory/resident_KiB_after_load", 1, residentSize);
+    add(plan, "memory/resident_KiB_after_load", 25, residentSize);
     for (const auto &[path, allowed] :
          {std::pair("text", 0), {"records", 1}, {"compared-signal", 1}, {"first-signal", 0}}) {
         add(once, std::string("copies/") + path, 1,

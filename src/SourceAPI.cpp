@@ -8,12 +8,12 @@
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <new>
 #include <optional>
 #include <string_view>
 
 #include "Atomic.h"
+#include "CText.h"
 #include "JsonText.h"
 #include "Log.h"
 #include "Mutex.h"
@@ -274,7 +274,7 @@ char *CSourceAPI::GetSourceList() {
     std::string text = m_GetSourceItemArrayString();
     m_ReplaceText(text, "\n", "");
     LOG_INFO("%s", text.c_str());
-    return strdup(text.c_str());
+    return newCText(text);
 }
 
 bool CSourceAPI::GetSourceList(std::shared_ptr<std::multimap<int, CSourceItem>> *out) {
@@ -453,7 +453,7 @@ bool CSourceAPI::GetCustomIconPath(int SourceType, std::string &SourceIconPath,
 char *CSourceAPI::GetUsbData(const char *uniqueKey) {
     char *text = nullptr;
     ::GetUsbData(uniqueKey, uniqueKey, m_SendMessageSync,
-                 [&](const Json::Value &root) { text = strdup(styledText(root).c_str()); });
+                 [&](const Json::Value &root) { text = newCText(styledText(root)); });
     return text;
 }
 
@@ -749,15 +749,16 @@ void CSourceAPI::m_OnFunctionCallBack(const char * /*sender*/, const char * /*si
     Json::Value &root = message->m_JsonRoot;
     // The message ends with this call, so its list is taken, not copied.
     Json::Value list = std::move(root["return_data"]);
-    // Compared in place; m_IsUpdated, which takes a list for itself, only confirms that nothing
-    // has changed.
-    const auto isUnchanged = [&list] {
-        const std::lock_guard<std::recursive_mutex> lock(m_sourceUtilMutex);
-        return m_sourceItemArray == list && !m_IsUpdated(std::move(list));
-    };
-    if (atomicLoad(m_bNotified) && isUnchanged()) {
-        LOG_ERROR("Not changed. Don't notify");
-        return;
+    if (atomicLoad(m_bNotified)) {
+        std::unique_lock<std::recursive_mutex> lock(m_sourceUtilMutex);
+        // Compared in place first: m_IsUpdated takes a list for itself, which only one that is
+        // not needed any more can be given without a copy.
+        if (m_sourceItemArray == list) {
+            m_IsUpdated(std::move(list));
+            lock.unlock();
+            LOG_ERROR("Not changed. Don't notify");
+            return;
+        }
     }
     m_UpdateCache(std::move(list));
     m_NotifySourceListChanged(root["data"]["result"].asInt());

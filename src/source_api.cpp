@@ -4,11 +4,11 @@
 #include "source_api.h"
 
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <new>
 #include <string>
 
+#include "CText.h"
 #include "Log.h"
 #include "SourceAPI.h"
 
@@ -31,10 +31,10 @@ RecordPtr makeRecord(const CSourceItem &item) {
     auto *const record =
         static_cast<sourceapi_source_item *>(std::malloc(sizeof(sourceapi_source_item)));
     record->sourceType = item.sourceType;
-    record->editName = strdup(item.editName.c_str());
-    record->detectedName = strdup(item.detectedName.c_str());
-    record->iconPath = strdup(item.iconPath.c_str());
-    record->uniqueKey = strdup(item.uniqueKey.c_str());
+    record->editName = newCText(item.editName);
+    record->detectedName = newCText(item.detectedName);
+    record->iconPath = newCText(item.iconPath);
+    record->uniqueKey = newCText(item.uniqueKey);
     record->osdText = nullptr;
     record->connectionState = item.connectionState;
     record->powerState = item.powerState;
@@ -81,7 +81,7 @@ bool sourceapi_get_sourcelist(sourceapi_sourcelist_cb callback) {
         RecordPtr record = makeRecord(item);
         std::string osdText;
         api->GetSourceOSDText(item.sourceType, osdText);
-        record->osdText = strdup(osdText.c_str());
+        record->osdText = newCText(osdText);
         LOG_INFO("%d %s %s", item.sourceType, item.editName.c_str(), osdText.c_str());
         callback(key, record.release(), false);
     }
