@@ -12,8 +12,11 @@
 // memory ran out.
 inline char *newCText(const std::string &text) {
     auto *const copy = static_cast<char *>(std::malloc(text.size() + 1));
-    return copy != nullptr ? static_cast<char *>(std::memcpy(copy, text.c_str(), text.size() + 1))
-                           : nullptr;
+    if (copy != nullptr) {
+        std::memcpy(copy, text.data(), text.size());
+        copy[text.size()] = '\0';
+    }
+    return copy;
 }
 
 #endif
