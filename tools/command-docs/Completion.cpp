@@ -23,6 +23,7 @@ void writeComment(std::ostream &out, const CLI::App &program) {
 
 std::vector<std::string> namesOf(const std::vector<const CLI::App *> &commands) {
     std::vector<std::string> names;
+    names.reserve(commands.size());
     for (const CLI::App *command : commands) {
         names.push_back(command->get_name());
     }
