@@ -5,7 +5,6 @@
 
 #include <cstdlib>
 #include <iostream>
-#include <regex>
 
 namespace {
 
@@ -18,11 +17,12 @@ std::string inOneLine(std::string text) {
 
 // The parser shows the members of a closed set as "TEXT:{on,off}".
 std::vector<std::string> choicesIn(const std::string &typeName) {
-    std::smatch set;
-    if (!std::regex_search(typeName, set, std::regex("\\{([^}]*)\\}"))) {
+    const std::size_t begin = typeName.find('{');
+    const std::size_t end = typeName.find('}', begin);
+    if (end == std::string::npos) {
         return {};
     }
-    return CLI::detail::split(set[1], ',');
+    return CLI::detail::split(typeName.substr(begin + 1, end - begin - 1), ',');
 }
 
 DocumentedOption documented(const CLI::Option &option) {
