@@ -31,6 +31,11 @@ std::vector<std::string> daemonCommand() {
     return {DBUS_DAEMON, "--config-file=" BUS_CONFIGURATION, "--nofork", "--print-address"};
 }
 
+std::vector<std::string> brokerCommand() {
+    return {"/usr/bin/unshare", "--mount",       "--pid",         "--fork",         "--kill-child",
+            "--mount-proc",     RUN_DBUS_BROKER, BROKER_PROGRAMS, BUS_CONFIGURATION};
+}
+
 }  // namespace
 
 Companion::Companion(const std::vector<std::string> &arguments) {
@@ -61,6 +66,15 @@ Bus::Bus()
                  std::vector<std::string>{PROGRAMS "/bench-service"})) {
     if (m_service.firstLine() != "ready") {
         throw std::runtime_error("the benchmarks' service did not start");
+    }
+}
+
+Broker::Broker()
+    : m_broker(brokerCommand()),
+      m_service(
+          {"/usr/bin/env", "DBUS_SYSTEM_BUS_ADDRESS=" + address(), PROGRAMS "/bench-service"}) {
+    if (m_service.firstLine() != "ready") {
+        throw std::runtime_error("dbus-broker or the service on it did not start");
     }
 }
 

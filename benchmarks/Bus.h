@@ -36,6 +36,19 @@ class Bus {
     Companion m_service;
 };
 
+// dbus-broker, and the same service on it.
+class Broker {
+ public:
+    // Throws where it cannot be started: it takes root's rights.
+    Broker();
+
+    const std::string &address() const { return m_broker.firstLine(); }
+
+ private:
+    Companion m_broker;
+    Companion m_service;
+};
+
 // Runs a program to its end and returns what it prints. Throws when it fails.
 std::string output(const std::vector<std::string> &arguments);
 

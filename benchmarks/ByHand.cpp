@@ -37,6 +37,18 @@ Connection sharedConnection() {
     return connection;
 }
 
+Connection connectionTo(const std::string &busAddress) {
+    const auto flags =
+        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
+    Connection connection(g_dbus_connection_new_for_address_sync(busAddress.c_str(), flags, nullptr,
+                                                                 nullptr, nullptr));
+    if (!connection) {
+        throw std::runtime_error("no bus at " + busAddress);
+    }
+    return connection;
+}
+
 Json::Value parsed(const char *text) {
     // Made once: making a reader costs more than reading a short text.
     thread_local const std::unique_ptr<Json::CharReader> reader(

@@ -11,6 +11,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "source_api.h"
 
@@ -21,6 +22,9 @@ using Connection = std::unique_ptr<GDBusConnection, ReleaseObject>;
 
 // The connection to the system bus that the process shares.
 Connection sharedConnection();
+
+// A connection to the bus at that address.
+Connection connectionTo(const std::string &busAddress);
 
 // The text in JSON. Throws when it is none.
 Json::Value parsed(const char *text);
@@ -41,6 +45,7 @@ std::string connectRequest(int sourceType);
 class ByHand {
  public:
     ByHand() : m_connection(sharedConnection()) {}
+    explicit ByHand(Connection connection) : m_connection(std::move(connection)) {}
 
     GDBusConnection *connection() const { return m_connection.get(); }
 

@@ -1,14 +1,18 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The same single call made with other D-Bus libraries, for those who choose one.
+// The same single call made with other D-Bus libraries and over another broker, for those who
+// choose one.
 #include <sdbus-c++/sdbus-c++.h>
 #include <systemd/sd-bus.h>
 
+#include <cstdio>
+#include <exception>
 #include <memory>
 #include <stdexcept>
 
 #include "Benchmarks.h"
+#include "Bus.h"
 #include "ByHand.h"
 
 namespace {
@@ -74,9 +78,33 @@ void oneCall(benchmark::State &state) {
     state.counters.erase("at_most");
 }
 
+void oneCallOverBroker(benchmark::State &state) {
+    const std::string request = connectRequest(3);
+    const ByHand hand;
+    const Broker broker;
+    const ByHand there(connectionTo(broker.address()));
+    compare(
+        state, 0, [&] { require(there.send(request), "a call over dbus-broker"); },
+        [&] { require(hand.send(request), "a call by hand"); });
+    state.counters.erase("at_most");
+}
+
+bool canStartBroker() {
+    try {
+        const Broker broker;
+        return true;
+    } catch (const std::exception &exception) {
+        std::fprintf(stderr, "one_call/dbus-broker is left out: %s\n", exception.what());
+        return false;
+    }
+}
+
 }  // namespace
 
 void addOtherLibraryBenchmarks(const Plan &plan) {
     add(plan, "one_call/sd-bus", 2000, oneCall<SdBus>);
     add(plan, "one_call/sdbus-c++", 2000, oneCall<Binding>);
+    if (canStartBroker()) {
+        add(plan, "one_call/dbus-broker", 2000, oneCallOverBroker);
+    }
 }
