@@ -122,6 +122,17 @@ std::string oneLine(const Json::Value &value) {
     return text;
 }
 
+// Whether `list` differs from the cache, without copying it as the operation of that name has to;
+// the log names the function.
+bool m_IsUpdated(const Json::Value &cache, const Json::Value &list) {
+    const std::lock_guard<std::recursive_mutex> lock(m_sourceUtilMutex);
+    const bool updated = cache != list;
+    if (!updated) {
+        LOG_INFO("Sourcelist is not changed");
+    }
+    return updated;
+}
+
 // The character that the digits of a percent escape stand for.
 char unescape(const std::string &digits) {
     unsigned int value = 0;
@@ -698,12 +709,7 @@ bool CSourceAPI::m_UpdateCache(Json::Value list) {
 }
 
 bool CSourceAPI::m_IsUpdated(Json::Value list) {
-    const std::lock_guard<std::recursive_mutex> lock(m_sourceUtilMutex);
-    const bool updated = m_sourceItemArray != list;
-    if (!updated) {
-        LOG_INFO("Sourcelist is not changed");
-    }
-    return updated;
+    return ::m_IsUpdated(m_sourceItemArray, list);
 }
 
 std::string CSourceAPI::m_GetSourceItemArrayString() {
@@ -749,16 +755,9 @@ void CSourceAPI::m_OnFunctionCallBack(const char * /*sender*/, const char * /*si
     Json::Value &root = message->m_JsonRoot;
     // The message ends with this call, so its list is taken, not copied.
     Json::Value list = std::move(root["return_data"]);
-    if (atomicLoad(m_bNotified)) {
-        std::unique_lock<std::recursive_mutex> lock(m_sourceUtilMutex);
-        // Compared in place first: m_IsUpdated takes a list for itself, which only one that is
-        // not needed any more can be given without a copy.
-        if (m_sourceItemArray == list) {
-            m_IsUpdated(std::move(list));
-            lock.unlock();
-            LOG_ERROR("Not changed. Don't notify");
-            return;
-        }
+    if (atomicLoad(m_bNotified) && !::m_IsUpdated(m_sourceItemArray, list)) {
+        LOG_ERROR("Not changed. Don't notify");
+        return;
     }
     m_UpdateCache(std::move(list));
     m_NotifySourceListChanged(root["data"]["result"].asInt());
