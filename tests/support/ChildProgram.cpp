@@ -8,11 +8,11 @@
 #include <poll.h>
 #include <spawn.h>
 #include <sys/mman.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <csignal>
 #include <map>
 
@@ -63,6 +63,12 @@ bool readable(int descriptor) {
     return TEMP_FAILURE_RETRY(poll(&polled, 1, waitLimit)) == 1;
 }
 
+int exitCodeOf(pid_t process) {
+    int status = 0;
+    EXPECT_EQ(TEMP_FAILURE_RETRY(waitpid(process, &status, 0)), process);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
 }  // namespace
 
 ChildProgram::ChildProgram(std::vector<std::string> arguments, const Environment &added) {
@@ -87,7 +93,7 @@ ChildProgram::ChildProgram(std::vector<std::string> arguments, const Environment
 }
 
 ChildProgram::~ChildProgram() {
-    if (!m_exited && m_pid > 0) {
+    if (m_pid > 0 && !hasExited()) {
         ::kill(m_pid, SIGKILL);
         waitForExit();
     }
@@ -142,20 +148,17 @@ void ChildProgram::kill(int signal) {
 }
 
 int ChildProgram::waitForExit() {
-    if (m_exited) {
-        return m_exitCode;
+    if (!m_exitCode.valid()) {
+        // valgrind knows no way to wait for a process with a limit, so a thread waits without one.
+        m_exitCode = std::async(std::launch::async, exitCodeOf, m_pid);
     }
-    const auto process = static_cast<int>(syscall(SYS_pidfd_open, m_pid, 0));
-    const bool ended = readable(process);
-    close(process);
-    if (!ended) {
-        return -1;
-    }
-    int status = 0;
-    EXPECT_EQ(TEMP_FAILURE_RETRY(waitpid(m_pid, &status, 0)), m_pid);
-    m_exited = true;
-    m_exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    return m_exitCode;
+    const auto limit = std::chrono::milliseconds(waitLimit);
+    return m_exitCode.wait_for(limit) == std::future_status::ready ? m_exitCode.get() : -1;
+}
+
+bool ChildProgram::hasExited() const {
+    return m_exitCode.valid() &&
+           m_exitCode.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
 }
 
 std::string ChildProgram::errors() {

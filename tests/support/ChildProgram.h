@@ -7,6 +7,7 @@
 
 #include <sys/types.h>
 
+#include <future>
 #include <string>
 #include <utility>
 #include <vector>
@@ -40,14 +41,15 @@ class ChildProgram {
 
  private:
     bool readMore();
+    bool hasExited() const;
 
     pid_t m_pid = -1;
     int m_input = -1;
     int m_output = -1;
     int m_errors = -1;
     std::string m_read;
-    bool m_exited = false;
-    int m_exitCode = -1;
+    // Not valid until somebody waits.
+    std::shared_future<int> m_exitCode;
 };
 
 #endif
