@@ -187,10 +187,13 @@ void FakeService::releaseName() {
 }
 
 void FakeService::ownName() {
-    constexpr guint doNotQueue = 4;
-    constexpr guint primaryOwner = 1;
-    ASSERT_EQ(askForName("RequestName", g_variant_new("(su)", m_busName.c_str(), doNotQueue)),
-              primaryOwner);
+    // Queued for, as the daemon may not yet know that an owner before this one was killed.
+    constexpr guint noFlags = 0;
+    ASSERT_NE(askForName("RequestName", g_variant_new("(su)", m_busName.c_str(), noFlags)), 0U);
+    std::unique_lock<std::mutex> lock(m_mutex);
+    ASSERT_TRUE(m_changed.wait_for(lock, std::chrono::milliseconds(waitLimit),
+                                   [this] { return m_ownsName; }))
+        << m_busName << " has another owner";
 }
 
 void FakeService::emitChange(const std::string &text) {
@@ -205,13 +208,29 @@ void FakeService::emit(const std::string &path, const std::string &interface,
 
 GDBusMessage *FakeService::filter(GDBusConnection * /*connection*/, GDBusMessage *message,
                                   gboolean incoming, gpointer self) {
-    if (incoming == FALSE ||
-        g_dbus_message_get_message_type(message) != G_DBUS_MESSAGE_TYPE_METHOD_CALL) {
+    if (incoming == FALSE) {
         return message;
     }
-    static_cast<FakeService *>(self)->receive(message);
+    auto *const service = static_cast<FakeService *>(self);
+    if (g_dbus_message_get_message_type(message) != G_DBUS_MESSAGE_TYPE_METHOD_CALL) {
+        service->noteOwner(message);
+        return message;
+    }
+    service->receive(message);
     g_object_unref(message);
     return nullptr;
+}
+
+void FakeService::noteOwner(GDBusMessage *message) {
+    const std::string member = orEmpty(g_dbus_message_get_member(message));
+    if ((member == "NameAcquired" || member == "NameLost") &&
+        m_busName == orEmpty(g_dbus_message_get_arg0(message))) {
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            m_ownsName = member == "NameAcquired";
+        }
+        m_changed.notify_all();
+    }
 }
 
 void FakeService::receive(GDBusMessage *message) {

@@ -46,7 +46,7 @@ Json::Value parsedJson(const std::string &text);
 
 class FakeService {
  public:
-    // Connects and owns `busName`.
+    // Connects and owns `busName`, once an owner that was killed has left it.
     explicit FakeService(const TestBus &bus, const std::string &busName = "source_service.message");
     explicit FakeService(BusConnection connection,
                          const std::string &busName = "source_service.message");
@@ -90,6 +90,7 @@ class FakeService {
                                 gboolean incoming, gpointer self);
     // The daemon's answer to a request about the bus name, 0 when there is none.
     guint askForName(const char *method, GVariant *arguments);
+    void noteOwner(GDBusMessage *message);
     void receive(GDBusMessage *message);
     void answer(GDBusMessage *message, const ReceivedCall &call);
 
@@ -104,6 +105,7 @@ class FakeService {
     std::map<std::string, std::string> m_commandReplies;
     std::string m_errorName;
     std::string m_errorMessage;
+    bool m_ownsName = false;
     bool m_held = false;
     std::vector<std::pair<GDBusMessage *, ReceivedCall>> m_withheld;
 };
