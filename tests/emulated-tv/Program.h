@@ -27,6 +27,9 @@ class ProcessWatch {
     bool waitForEnd() const;
 
  private:
+    bool isThere() const;
+
+    FileDescriptor m_folder;
     FileDescriptor m_fd;
 };
 
