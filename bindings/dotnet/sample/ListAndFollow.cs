@@ -3,6 +3,7 @@
 
 using System;
 using System.Collections.Generic;
+using System.Text;
 using System.Threading;
 using SourceApi;
 
@@ -19,6 +20,8 @@ internal static class ListAndFollow
             Console.Error.WriteLine("usage: list-and-follow [--count N]");
             return 2;
         }
+        // Names are of any script, whatever the locale.
+        Console.OutputEncoding = new UTF8Encoding(false);
         try
         {
             return Follow(count) ? 0 : 1;

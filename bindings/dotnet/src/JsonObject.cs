@@ -86,7 +86,8 @@ namespace SourceApi
                     return XElement.Load(reader);
                 }
             }
-            catch (XmlException error)
+            catch (Exception error) when (error is XmlException
+                || error is InvalidOperationException || error is FormatException)
             {
                 throw new SourceApiException("the answer is not JSON: " + error.Message, error);
             }

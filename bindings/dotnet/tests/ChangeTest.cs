@@ -91,16 +91,6 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void AListThatANameQueryLoadedIsToldByItsFirstReading()
-        {
-            Assert.That(client.SetName(4, "Konsole", 0), Is.True);
-            Assert.That(client.GetName(4, 0), Is.EqualTo("Konsole"));
-            client.GetSources();
-            SourceSubscription following = client.Subscribe(changes.Put);
-            Assert.That(following.Sources.Count, Is.EqualTo(7));
-        }
-
-        [Test]
         public void ASubscriptionHasTheListThatItsFirstChangeIsToldAgainst()
         {
             client.GetSources();

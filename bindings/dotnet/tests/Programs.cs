@@ -13,6 +13,8 @@ namespace SourceApi.Tests
     internal static class Programs
     {
         private const int sigterm = 15;
+        private const int sigcont = 18;
+        private const int sigstop = 19;
 
         /// <summary>Lets a program run to its end and hands out what it printed.</summary>
         internal static string Run(string program, params string[] arguments)
@@ -38,9 +40,20 @@ namespace SourceApi.Tests
             return Process.Start(start);
         }
 
+        internal static void Freeze(Process process)
+        {
+            kill(process.Id, sigstop);
+        }
+
+        internal static void Thaw(Process process)
+        {
+            kill(process.Id, sigcont);
+        }
+
         internal static void End(Process process)
         {
             kill(process.Id, sigterm);
+            Thaw(process);
             Assert.That(process.WaitForExit(Limit.Milliseconds), "a program did not end");
             process.Dispose();
         }

@@ -59,6 +59,22 @@ namespace SourceApi.Tests
         }
 
         [Test]
+        public void AListThatANameQueryLoadedIsToldByItsFirstReading()
+        {
+            using (new Bus())
+            using (var client = new SourceClient())
+            using (new Service())
+            {
+                var changes = new Inbox<SourceListChange>();
+                client.Subscribe(changes.Put);
+                // The names could not be read without the service; now the list comes with them.
+                Assert.That(client.GetName(3, 0), Is.EqualTo("Wohnzimmer Bär"));
+                Assert.That(client.GetSources().Count, Is.EqualTo(7));
+                Assert.That(changes.Take().Added.Count, Is.EqualTo(7));
+            }
+        }
+
+        [Test]
         public void AServiceThatWasRestartedAnswersAndTells()
         {
             using (new Bus())
@@ -85,22 +101,22 @@ namespace SourceApi.Tests
         public void CancellingStopsTheWaitingAndNotTheRequest()
         {
             using (new Bus())
+            using (var service = new Service())
             using (var client = new SourceClient())
             using (var cancellation = new CancellationTokenSource())
             {
                 var changes = new Inbox<SourceListChange>();
+                client.GetSources();
                 client.Subscribe(changes.Put);
-                // It waits for the service, which is not there yet.
-                var reading = client.GetSourcesAsync(cancellation.Token);
-                Assert.That(reading.IsCompleted, Is.False);
+                service.Freeze();
+                Task<bool> naming = client.SetNameAsync(4, "Konsole", 0, cancellation.Token);
+                Assert.That(naming.IsCompleted, Is.False);
                 cancellation.Cancel();
                 var error = Assert.Throws<AggregateException>(
-                    () => reading.Wait(Limit.Milliseconds));
+                    () => naming.Wait(Limit.Milliseconds));
                 Assert.That(error.InnerException, Is.InstanceOf<TaskCanceledException>());
-                using (new Service())
-                {
-                    Assert.That(changes.Take().Added.Count, Is.EqualTo(7));
-                }
+                service.Thaw();
+                Assert.That(changes.Take().Changed.Single().After.Name, Is.EqualTo("Konsole"));
             }
         }
 
@@ -139,6 +155,12 @@ namespace SourceApi.Tests
             using (new Service())
             using (var client = new SourceClient())
             {
+                var changes = new Inbox<SourceListChange>();
+                client.GetSources();
+                client.Subscribe(changes.Put);
+                Assert.That(client.SetName(3, "Bär", 0), Is.True);
+                changes.Take();
+                // Changes nothing and is not announced, but has the next query read the names.
                 Assert.That(client.SetName(3, "Bär", 0), Is.True);
                 Tv.WriteNames("[{\"SourceType\":\"three\"}]");
                 Assert.Throws<SourceApiException>(() => client.GetName(3, 0));
@@ -146,8 +168,8 @@ namespace SourceApi.Tests
                 var error = Assert.Throws<AggregateException>(
                     () => client.GetNameAsync(3, 0).Wait(Limit.Milliseconds));
                 Assert.That(error.InnerException, Is.InstanceOf<SourceApiException>());
-                Assert.That(client.SetName(3, "Bär", 0), Is.True);
-                Assert.That(client.GetName(3, 0), Is.EqualTo("Bär"));
+                Assert.That(client.SetName(3, "Küche", 0), Is.True);
+                Assert.That(client.GetName(3, 0), Is.EqualTo("Küche"));
             }
         }
     }

@@ -66,6 +66,17 @@ namespace SourceApi.Tests
             Programs.Run("gdbus", "wait", "--system", "--timeout", "30", "source_service.message");
         }
 
+        /// <summary>Leaves requests without an answer.</summary>
+        internal void Freeze()
+        {
+            Programs.Freeze(process);
+        }
+
+        internal void Thaw()
+        {
+            Programs.Thaw(process);
+        }
+
         public void Dispose()
         {
             Programs.End(process);
