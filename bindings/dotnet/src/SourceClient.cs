@@ -206,8 +206,14 @@ namespace SourceApi
             {
                 throw new ArgumentNullException("changed");
             }
+            var subscription = new SourceSubscription(this, context, changed, failed);
+            // Looked at last: a client that is disposed meanwhile leaves no subscription.
+            if (isDisposed)
+            {
+                subscription.Dispose();
+            }
             CheckNotDisposed();
-            return new SourceSubscription(this, context, changed, failed);
+            return subscription;
         }
 
         /// <summary>Ends the client's subscriptions; a second time does nothing. It never blocks

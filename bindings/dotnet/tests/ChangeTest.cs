@@ -17,7 +17,7 @@ namespace SourceApi.Tests
         [SetUp]
         public void Open()
         {
-            client = new SourceClient();
+            client = new SourceClient(null);
             changes = new Inbox<SourceListChange>();
         }
 
@@ -191,8 +191,9 @@ namespace SourceApi.Tests
             var ended = new Inbox<SourceListChange>();
             using (var other = new SourceClient())
             {
-                other.Subscribe(changes.Put);
                 client.Subscribe(ended.Put);
+                // Told after those before it.
+                other.Subscribe(changes.Put);
                 client.Dispose();
                 client.Dispose();
                 Tv.Plug("usb-stick");
@@ -224,6 +225,22 @@ namespace SourceApi.Tests
             client.Subscribe(change => { throw new TimeoutException(); },
                 error => { throw new InvalidOperationException(); });
             client.Subscribe(changes.Put);
+            Tv.Plug("usb-a");
+            changes.Take();
+            Tv.Plug("usb-b");
+            changes.Take();
+        }
+
+        [Test]
+        public void WhatAHandlerThrowsAfterItAwaitedDoesNotEndTheProcess()
+        {
+            client.GetSources();
+            client.Subscribe(async change =>
+            {
+                await client.GetNameAsync(3, 0);
+                changes.Put(change);
+                throw new TimeoutException();
+            });
             Tv.Plug("usb-a");
             changes.Take();
             Tv.Plug("usb-b");
