@@ -7,8 +7,8 @@ using System.Text;
 using System.Threading;
 using SourceApi;
 
-/// <summary>Prints the list of sources and then what changes in it, until it is interrupted or, with
-/// "--count N", until N changes were printed.</summary>
+/// <summary>Prints the list of sources and then what changes in it, until it is interrupted or,
+/// with "--count N", until N changes were printed.</summary>
 internal static class ListAndFollow
 {
     private static int Main(string[] arguments)
