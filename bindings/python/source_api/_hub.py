@@ -1,0 +1,205 @@
+# SPDX-FileCopyrightText: The source-api authors
+# SPDX-License-Identifier: Apache-2.0
+
+"""The one registration that this process has with the library, and everyone who follows it.
+
+The library forbids to register or unregister inside a callback. So it is told of one callback, once,
+and followers come and go on this side, where they may do so anywhere.
+
+No lock of this module is held over a call of the library or of a follower: the library calls back
+under a lock of its own."""
+
+from __future__ import annotations
+
+import atexit
+import ctypes
+import enum
+import threading
+from concurrent.futures import Future
+from typing import Callable, Optional, Union
+
+from . import _guard
+from ._glib import MainContext, SystemBus, keep_forever
+from .changes import Change, change_between
+from .errors import BusLostError, ListUnavailableError, SourceApiError
+from .sources import Source, parse_sources
+
+#: What a follower is given: a change, the loss of the bus, or None for the end of its following.
+News = Union[Change, BusLostError, None]
+
+
+class Delivery(enum.Enum):
+    """Who has the library's signals delivered. It is chosen once for the process, as the library
+    stays with the main context in which it was first called."""
+
+    #: A thread of this package, with a main context of its own.
+    THREAD = "thread"
+    #: The application: it iterates the GLib main context that is the calling thread's default, as
+    #: a toolkit does. No thread is started.
+    APPLICATION = "application"
+
+
+class Follower:
+    """One who hears of changes, from the list on that it has begun with."""
+
+    def __init__(self, give: Callable[[News], None]) -> None:
+        self._give = give
+        self._lock = threading.Lock()
+        self._sources: Optional[tuple[Source, ...]] = None
+        self._has_ended = False
+
+    def begin(self, sources: tuple[Source, ...]) -> tuple[Source, ...]:
+        """The list that changes are told from: the given one, unless a newer one came meanwhile."""
+        with self._lock:
+            if self._sources is None:
+                self._sources = sources
+            return self._sources
+
+    def hear(self, sources: tuple[Source, ...], result: int) -> None:
+        with self._lock:
+            known, self._sources = self._sources, sources
+        if known is None or self._has_ended:
+            return
+        change = change_between(known, sources, result)
+        if change:
+            self._give(change)
+
+    def lose(self) -> None:
+        self._give(BusLostError("the connection to the system bus was lost"))
+
+    def end(self) -> None:
+        with self._lock:
+            if self._has_ended:
+                return
+            self._has_ended = True
+        self._give(None)
+
+
+class _Pump:
+    """The thread that has signals delivered."""
+
+    def __init__(self, context: MainContext) -> None:
+        self._context = context
+        self._thread = threading.Thread(target=self._run, name="source-api", daemon=True)
+        self._has_begun: Future[None] = Future()
+        self._is_ending = False
+
+    def start(self, first_call: Callable[[], None]) -> None:
+        """Returns when first_call has, on the thread. What it raises, this does."""
+        self._first_call = first_call
+        self._thread.start()
+        self._has_begun.result()
+
+    def stop(self) -> bool:
+        """False when a handler does not let it end."""
+        self._is_ending = True
+        self._context.wake_up()
+        self._thread.join(timeout=10)
+        return not self._thread.is_alive()
+
+    def _run(self) -> None:
+        with self._context:
+            try:
+                self._first_call()
+            except BaseException as error:
+                self._has_begun.set_exception(error)
+                return
+            self._has_begun.set_result(None)
+            while not self._is_ending:
+                self._context.iterate()
+
+
+class Hub:
+    def __init__(self) -> None:
+        self._starting = threading.Lock()
+        self._delivery: Optional[Delivery] = None
+        self._context: Optional[MainContext] = None
+        self._pump: Optional[_Pump] = None
+        self._bus: Optional[SystemBus] = None
+        self._callback = _guard.Callback(self._on_change)
+        keep_forever(self._callback)
+
+        self._lock = threading.Lock()
+        self._followers: list[Follower] = []
+        self._has_lost_bus = False
+
+    def start(self, delivery: Optional[Delivery]) -> None:
+        """Makes the library's first call in the process, unless that was made. What fails is tried
+        again by the next start."""
+        with self._starting:
+            if self._delivery is None:
+                self._start(delivery or Delivery.THREAD)
+            elif delivery not in (None, self._delivery):
+                raise SourceApiError(f"this process has chosen Delivery.{self._delivery.name}")
+
+    def follow(self, follower: Follower) -> None:
+        with self._lock:
+            if self._has_lost_bus:
+                raise BusLostError("the connection to the system bus was lost")
+            self._followers.append(follower)
+
+    def unfollow(self, follower: Follower) -> None:
+        with self._lock:
+            if follower in self._followers:
+                self._followers.remove(follower)
+
+    def _start(self, delivery: Delivery) -> None:
+        if delivery is Delivery.THREAD:
+            # Kept after a failure: the bus connection stays with the context that it was opened in.
+            self._context = self._context or MainContext()
+            pump = _Pump(self._context)
+            pump.start(self._call_first)
+            self._pump = pump
+        else:
+            self._call_first()
+        self._delivery = delivery
+        atexit.register(self._stop)
+
+    # The library subscribes to the service's signals where its bus is open, and would later do so
+    # on any thread that asks it for something. So there must be a bus before it is called.
+    def _call_first(self) -> None:
+        self._bus = self._bus or SystemBus(self._on_bus_lost)
+        _guard.register(self._callback)
+
+    # A thread that still runs Python when the interpreter goes would be ended inside the library.
+    def _stop(self) -> None:
+        if self._pump is None or self._pump.stop():
+            _guard.unregister()
+
+    def _on_change(self, result: int, _user_data: Optional[int]) -> None:
+        text = _guard.get_source_list()
+        if text is None:
+            return
+        sources = parse_sources(text)
+        for follower in self._all():
+            follower.hear(sources, result)
+
+    def _on_bus_lost(self) -> None:
+        with self._lock:
+            self._has_lost_bus = True
+        for follower in self._all():
+            follower.lose()
+
+    def _all(self) -> list[Follower]:
+        with self._lock:
+            return list(self._followers)
+
+
+def read_sources() -> tuple[Source, ...]:
+    text = _guard.get_source_list()
+    if text is None:
+        raise ListUnavailableError("the list of sources could not be had")
+    return parse_sources(text)
+
+
+def report(error: BaseException) -> None:
+    """Has sys.unraisablehook told of it, which is what ctypes does with an exception that leaves a
+    callback; Python code cannot call the hook itself."""
+
+    def leave() -> None:
+        raise error
+
+    ctypes.CFUNCTYPE(None)(leave)()
+
+
+hub = Hub()
