@@ -7,7 +7,8 @@ The library forbids to register or unregister inside a callback. So it is told o
 and followers come and go on this side, where they may do so anywhere.
 
 No lock of this module is held over a call of the library or of a follower: the library calls back
-under a lock of its own."""
+under a lock of its own. The locks are recursive because changes that nobody keeps end when they are
+collected, which may happen at any moment on any thread."""
 
 from __future__ import annotations
 
@@ -44,7 +45,7 @@ class Follower:
 
     def __init__(self, give: Callable[[News], None]) -> None:
         self._give = give
-        self._lock = threading.Lock()
+        self._lock = threading.RLock()
         self._sources: Optional[tuple[Source, ...]] = None
         self._has_ended = False
 
@@ -56,6 +57,7 @@ class Follower:
             return self._sources
 
     def hear(self, sources: tuple[Source, ...], result: int) -> None:
+        """Gives the change to this list, if it is one."""
         with self._lock:
             known, self._sources = self._sources, sources
         if known is None or self._has_ended:
@@ -78,17 +80,17 @@ class Follower:
 class _Pump:
     """The thread that has signals delivered."""
 
-    def __init__(self, context: MainContext) -> None:
+    def __init__(self, context: MainContext, first_call: Callable[[], None]) -> None:
         self._context = context
-        self._thread = threading.Thread(target=self._run, name="source-api", daemon=True)
-        self._has_begun: Future[None] = Future()
-        self._is_ending = False
-
-    def start(self, first_call: Callable[[], None]) -> None:
-        """Returns when first_call has, on the thread. What it raises, this does."""
         self._first_call = first_call
+        self._begun: Future[None] = Future()
+        self._is_ending = False
+        self._thread = threading.Thread(target=self._run, name="source-api", daemon=True)
         self._thread.start()
-        self._has_begun.result()
+
+    def failure(self) -> Optional[BaseException]:
+        """Waits for the end of the first call, and tells what it has raised."""
+        return self._begun.exception()
 
     def stop(self) -> bool:
         """False when a handler does not let it end."""
@@ -102,9 +104,9 @@ class _Pump:
             try:
                 self._first_call()
             except BaseException as error:
-                self._has_begun.set_exception(error)
+                self._begun.set_exception(error)
                 return
-            self._has_begun.set_result(None)
+            self._begun.set_result(None)
             while not self._is_ending:
                 self._context.iterate()
 
@@ -119,7 +121,7 @@ class Hub:
         self._callback = _guard.Callback(self._on_change)
         keep_forever(self._callback)
 
-        self._lock = threading.Lock()
+        self._lock = threading.RLock()
         self._followers: list[Follower] = []
         self._has_lost_bus = False
 
@@ -145,15 +147,21 @@ class Hub:
 
     def _start(self, delivery: Delivery) -> None:
         if delivery is Delivery.THREAD:
-            # Kept after a failure: the bus connection stays with the context that it was opened in.
-            self._context = self._context or MainContext()
-            pump = _Pump(self._context)
-            pump.start(self._call_first)
-            self._pump = pump
+            self._start_pump()
         else:
             self._call_first()
         self._delivery = delivery
         atexit.register(self._stop)
+
+    def _start_pump(self) -> None:
+        # Kept after a failure: the bus connection stays with the context that it was opened in.
+        self._context = self._context or MainContext()
+        # There is one already when the wait for it was interrupted.
+        self._pump = self._pump or _Pump(self._context, self._call_first)
+        failure = self._pump.failure()
+        if failure is not None:
+            self._pump = None
+            raise failure
 
     # The library subscribes to the service's signals where its bus is open, and would later do so
     # on any thread that asks it for something. So there must be a bus before it is called.
@@ -183,6 +191,44 @@ class Hub:
     def _all(self) -> list[Follower]:
         with self._lock:
             return list(self._followers)
+
+
+class Following:
+    """The followers of one client."""
+
+    def __init__(self) -> None:
+        self._followers: dict[Follower, None] = {}
+        self._is_over = False
+
+    def add(self, give: Callable[[News], None]) -> Follower:
+        """It is told of what comes once it has begun."""
+        follower = Follower(give)
+        hub.follow(follower)
+        self._followers[follower] = None
+        if self._is_over:  # meanwhile, by another thread
+            self.end(follower)
+        return follower
+
+    def begin(self, follower: Follower) -> tuple[Source, ...]:
+        """Reads the list that its changes are told from; one that cannot be had is empty."""
+        try:
+            sources = read_sources()
+        except ListUnavailableError:
+            sources = ()
+        except BaseException:
+            self.end(follower)
+            raise
+        return follower.begin(sources)
+
+    def end(self, follower: Follower) -> None:
+        hub.unfollow(follower)
+        self._followers.pop(follower, None)
+        follower.end()
+
+    def end_all(self) -> None:
+        self._is_over = True
+        for follower in list(self._followers):
+            self.end(follower)
 
 
 def read_sources() -> tuple[Source, ...]:

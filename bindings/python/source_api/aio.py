@@ -16,7 +16,7 @@ from functools import partial
 from types import TracebackType
 from typing import AsyncIterator, Callable, Optional, Type, TypeVar
 
-from ._hub import Follower, News
+from ._hub import Follower, Following, News
 from .changes import Change
 from .client import Client
 from .errors import SourceApiError
@@ -101,7 +101,7 @@ class AsyncClient:
 
     def changes(self) -> AsyncChanges:
         """The changes from the first await of it on, or from the `async with` that it opens."""
-        return AsyncChanges(self._opened())
+        return AsyncChanges(self._opened()._following)
 
     def _opened(self) -> Client:
         if self._client is None:
@@ -118,8 +118,8 @@ class AsyncChanges(AsyncIterator[Change]):
             async for change in changes:
                 ..."""
 
-    def __init__(self, client: Client) -> None:
-        self._client = client
+    def __init__(self, following: Following) -> None:
+        self._following = following
         self._news: asyncio.Queue[News] = asyncio.Queue()
         self._follower: Optional[Follower] = None
         self._sources: Optional[tuple[Source, ...]] = None
@@ -136,7 +136,7 @@ class AsyncChanges(AsyncIterator[Change]):
         """Ends the iteration once what has come so far is taken. Called in the loop's thread."""
         self._is_closed = True
         if self._follower is not None:
-            self._client.end(self._follower)
+            self._following.end(self._follower)
 
     async def __aenter__(self) -> AsyncChanges:
         await self._begin()
@@ -166,9 +166,9 @@ class AsyncChanges(AsyncIterator[Change]):
     # that is cancelled; the next await then reads again.
     async def _begin(self) -> None:
         if self._follower is None:
-            self._follower = self._client.follow(_giver(asyncio.get_running_loop(), self._news))
-            weakref.finalize(self, self._client.end, self._follower).atexit = False
-        self._sources = await _run(partial(self._client.begin, self._follower))
+            self._follower = self._following.add(_giver(asyncio.get_running_loop(), self._news))
+            weakref.finalize(self, self._following.end, self._follower).atexit = False
+        self._sources = await _run(partial(self._following.begin, self._follower))
 
 
 def _giver(

@@ -13,9 +13,9 @@ from types import TracebackType
 from typing import Callable, Iterator, Optional, Type, TypeVar, Union
 
 from . import _guard
-from ._hub import Delivery, Follower, News, hub, read_sources, report
+from ._hub import Delivery, Following, News, hub, read_sources, report
 from .changes import Change
-from .errors import BusLostError, ListUnavailableError, SourceApiError
+from .errors import BusLostError, SourceApiError
 from .sources import Source
 
 Handler = Callable[[Change], object]
@@ -60,7 +60,7 @@ class Client(_Closing):
         """Opens the connection to the system bus when it is the first client of the process.
         SourceApiError when there is no bus. Without a delivery, it is the one that the process has,
         else Delivery.THREAD."""
-        self._followers: dict[Follower, None] = {}
+        self._following = Following()
         self._is_closed = False
         hub.start(delivery)
 
@@ -68,8 +68,7 @@ class Client(_Closing):
         """Ends what subscribe() and changes() have begun. What the library itself holds stays until
         the process ends."""
         self._is_closed = True
-        for follower in list(self._followers):
-            self.end(follower)
+        self._following.end_all()
 
     def sources(self) -> tuple[Source, ...]:
         """The list. It is asked for once and then kept up to date by the service's signals.
@@ -147,37 +146,13 @@ class Client(_Closing):
         The handler runs by `post`, else on the thread that delivers signals, which should not be
         kept long (and, for the first load of the list, on the thread that asked for it). What it
         raises, and the loss of the bus, goes to `on_error`, else to sys.unraisablehook."""
-        return Subscription(self, handler, post, on_error or report)
+        self._check()
+        return Subscription(self._following, handler, post, on_error or report)
 
     def changes(self) -> Changes:
         """The changes from now on, to iterate over on any thread. Reads the list in the same way."""
-        return Changes(self)
-
-    # What follows is for this package only.
-
-    def follow(self, give: Callable[[News], None]) -> Follower:
         self._check()
-        follower = Follower(give)
-        hub.follow(follower)
-        self._followers[follower] = None
-        if self._is_closed:  # meanwhile, by another thread
-            self.end(follower)
-        return follower
-
-    def begin(self, follower: Follower) -> tuple[Source, ...]:
-        try:
-            sources = read_sources()
-        except ListUnavailableError:
-            sources = ()
-        except BaseException:
-            self.end(follower)
-            raise
-        return follower.begin(sources)
-
-    def end(self, follower: Follower) -> None:
-        hub.unfollow(follower)
-        self._followers.pop(follower, None)
-        follower.end()
+        return Changes(self._following)
 
     def _check(self) -> None:
         if self._is_closed:
@@ -191,21 +166,25 @@ class Subscription(_Closing):
     sources: tuple[Source, ...]
 
     def __init__(
-        self, client: Client, handler: Handler, post: Optional[Post], on_error: ErrorHandler
+        self,
+        following: Following,
+        handler: Handler,
+        post: Optional[Post],
+        on_error: ErrorHandler,
     ) -> None:
-        self._client = client
+        self._following = following
         self._handler = handler
         self._post = post
         self._on_error = on_error
         self._is_closed = False
-        self._follower = client.follow(self._take)
-        self.sources = client.begin(self._follower)
+        self._follower = following.add(self._take)
+        self.sources = following.begin(self._follower)
 
     def close(self) -> None:
         """The handler is not called any more; a call that runs on another thread is not waited for.
         May be called inside the handler."""
         self._is_closed = True
-        self._client.end(self._follower)
+        self._following.end(self._follower)
 
     def _take(self, news: News) -> None:
         if news is None:
@@ -243,17 +222,16 @@ class Changes(_Closing, Iterator[Change]):
     #: The list that the first change is told from.
     sources: tuple[Source, ...]
 
-    def __init__(self, client: Client) -> None:
-        self._client = client
+    def __init__(self, following: Following) -> None:
         self._news: queue.SimpleQueue[News] = queue.SimpleQueue()
-        self._follower = client.follow(self._news.put)
-        self._finalizer = weakref.finalize(self, client.end, self._follower)
-        self._finalizer.atexit = False
-        self.sources = client.begin(self._follower)
+        follower = following.add(self._news.put)
+        self._end = weakref.finalize(self, following.end, follower)
+        self._end.atexit = False
+        self.sources = following.begin(follower)
 
     def close(self) -> None:
         """Ends the iteration once what has come so far is taken. Any thread may call it."""
-        self._finalizer()
+        self._end()
 
     def get(self, timeout: Optional[float] = None) -> Change:
         """The next change. TimeoutError when none came within so many seconds, SourceApiError when

@@ -9,6 +9,7 @@ import threading
 from typing import Callable
 
 from source_api import Change, Client, SourceApiError, Subscription
+from source_api._hub import hub
 
 from .support import LIMIT, Reported, TestOnTv
 
@@ -217,6 +218,23 @@ class RaisingHandlers(TestOnTv):
             self.assertTrue(reported.came.wait(LIMIT))
             self.assertEqual(changes.get(LIMIT).result, 1)
         self.assertEqual(reported.errors, [self.error])
+
+
+class Collection(TestOnTv):
+    def test_changes_that_nobody_keeps_end_by_themselves(self) -> None:
+        with Client() as client:
+            client.changes()
+            self.assertEqual(hub._followers, [])
+
+    def test_they_may_be_collected_while_the_same_thread_is_at_work_in_the_hub(self) -> None:
+        with Client() as client:
+            ring: list[object] = [client.changes()]
+            ring.append(ring)
+            (follower,) = hub._followers
+            with hub._lock, follower._lock:
+                del ring
+                gc.collect()
+            self.assertEqual(hub._followers, [])
 
 
 class FirstLoad(TestOnTv):

@@ -3,6 +3,7 @@
 
 from __future__ import annotations
 
+import json
 import signal
 import subprocess
 import sys
@@ -64,6 +65,22 @@ class Samples(Program):
         self.assertEqual(self.lines(program, 1), ["added Urlaub März"])
         program.send_signal(signal.SIGINT)
         self.expect_quiet_end(program)
+
+
+class Readme(Program):
+    def test_its_program_runs_as_it_stands(self) -> None:
+        text = (SAMPLES.parent / "README.md").read_text("utf-8")
+        _, _, program_and_rest = text.partition("<!-- program -->\n```python\n")
+        program = self.start("-u", "-c", program_and_rest.partition("```")[0])
+        self.assertEqual(
+            self.lines(program, 7), [line.replace(":", "", 1) for line in BEGINNING]
+        )
+        self.tv.happens("plug", "usb-stick", "--name", "Urlaub März")
+        (line,) = self.lines(program, 1)
+        self.assertRegex(line, r"^1 \(Source\(source_type=8,.*detected_name='Urlaub März'")
+        program.send_signal(signal.SIGINT)
+        program.communicate(timeout=LIMIT)
+        self.assertEqual(json.loads((self.tv.root() / "state.json").read_text())["selected"], "hdmi2")
 
 
 class Leaving(Program):
