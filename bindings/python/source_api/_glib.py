@@ -37,9 +37,6 @@ _context_iterate = _declare(_glib, "g_main_context_iteration", c_int, c_void_p, 
 _context_wake_up = _declare(_glib, "g_main_context_wakeup", None, c_void_p)
 _error_free = _declare(_glib, "g_error_free", None, POINTER(_Error))
 _bus_get = _declare(_gio, "g_bus_get_sync", c_void_p, c_int, c_void_p, POINTER(POINTER(_Error)))
-_bus_set_exit_on_close = _declare(
-    _gio, "g_dbus_connection_set_exit_on_close", None, c_void_p, c_int
-)
 _bus_is_closed = _declare(_gio, "g_dbus_connection_is_closed", c_int, c_void_p)
 _connect_signal = _declare(
     _gobject, "g_signal_connect_data", c_ulong, c_void_p, c_char_p, _Closed, c_void_p, c_void_p,
@@ -86,7 +83,6 @@ class SystemBus:
             message = error.contents.message or b""
             _error_free(error)
             raise SourceApiError("no system bus: " + message.decode("utf-8", "replace"))
-        _bus_set_exit_on_close(self._connection, False)
         if _bus_is_closed(self._connection):
             raise BusLostError("the connection to the system bus was lost")
         callback = _Closed(lambda *_: on_closed())

@@ -131,6 +131,14 @@ class AsyncClientOnTv(unittest.IsolatedAsyncioTestCase):
                 changes.close()
             self.assertEqual(len(heard), 1)
 
+    async def test_closing_the_changes_ends_every_wait_for_them(self) -> None:
+        async with AsyncClient() as client, client.changes() as changes:
+            waits = [asyncio.create_task(next_of(changes)) for _ in range(3)]
+            await asyncio.sleep(0)
+            changes.close()
+            ends = await asyncio.gather(*waits, return_exceptions=True)
+        self.assertEqual([type(end) for end in ends], [StopAsyncIteration] * 3)
+
     async def test_closing_the_client_ends_the_iteration(self) -> None:
         async with AsyncClient() as client, client.changes() as changes:
             client.close()

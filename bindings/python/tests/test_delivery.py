@@ -4,9 +4,11 @@
 from __future__ import annotations
 
 import ctypes
+import signal
 import threading
+from unittest import mock
 
-from source_api import Change, Client, Delivery, SourceApiError
+from source_api import Change, Client, Delivery, SourceApiError, _glib
 
 from .support import LIMIT, TestOnTv
 
@@ -63,6 +65,26 @@ class DeliveryByAThread(TestOnTv):
         for maker in makers:
             maker.join(LIMIT)
         self.assertEqual(threading.active_count(), 2)
+
+    def test_a_first_client_that_is_interrupted_leaves_it_to_the_next(self) -> None:
+        bus_is_there = threading.Event()
+        open_bus = _glib._bus_get
+
+        def interrupt_and_wait(*arguments: object) -> object:
+            main = threading.main_thread().ident
+            assert main is not None
+            signal.pthread_kill(main, signal.SIGINT)
+            bus_is_there.wait(LIMIT)
+            return open_bus(*arguments)
+
+        with mock.patch.object(_glib, "_bus_get", interrupt_and_wait):
+            with self.assertRaises(KeyboardInterrupt):
+                Client()
+            bus_is_there.set()
+            with Client() as client, client.changes() as changes:
+                self.assertEqual(threading.active_count(), 2)
+                self.tv.happens("plug", "usb-stick")
+                self.assertEqual(changes.get(LIMIT).result, 1)
 
     def test_it_cannot_be_changed_later(self) -> None:
         with Client(), self.assertRaisesRegex(SourceApiError, "Delivery.THREAD"):

@@ -3,8 +3,10 @@
 
 from __future__ import annotations
 
+import os
 import queue
 import threading
+from pathlib import Path
 
 from source_api import (
     BusLostError,
@@ -106,6 +108,20 @@ class BusFaults(TestOnBus):
             self.assertEqual(len(client.sources()), 7)
             with self.assertRaises(BusLostError):
                 client.subscribe(print)
+
+    def test_the_loss_is_also_told_when_the_first_client_could_not_be_made(self) -> None:
+        self.bus.start()
+        self.bus.start_service()
+        settings = Path(os.environ["SOURCE_TV_ROOT"]) / SETTINGS_FILE
+        right = settings.read_text()
+        settings.write_text('[{"SourceType":"seven"}]')
+        with self.assertRaises(SourceApiError):
+            Client()
+        settings.write_text(right)
+        with Client() as client, client.changes() as changes:
+            self.bus.stop()
+            with self.assertRaises(BusLostError):
+                changes.get(LIMIT)
 
 
 class WrongTypesInTheSettings(TestOnTv):

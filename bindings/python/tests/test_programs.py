@@ -28,6 +28,7 @@ class Program(TestOnTv):
     def start(self, *arguments: str) -> subprocess.Popen[str]:
         program = subprocess.Popen(
             [sys.executable, "-X", "faulthandler", "-W", "error", *arguments],
+            stdin=subprocess.PIPE,
             stdout=subprocess.PIPE,
             stderr=subprocess.PIPE,
             encoding="utf-8",
@@ -110,6 +111,27 @@ class Leaving(Program):
 
     def test_with_the_application_delivering(self) -> None:
         self.run_text("Client(delivery=Delivery.APPLICATION).subscribe(print)")
+
+    def test_while_a_handler_runs_which_then_ends_first(self) -> None:
+        program = self.start(
+            "-c",
+            "import os, threading\n"
+            "from source_api import Client\n"
+            "entered = threading.Event()\n"
+            "def handle(change):\n"
+            "    entered.set()\n"
+            "    os.read(0, 1)\n"
+            "    print('done', flush=True)\n"
+            "Client().subscribe(handle)\n"
+            "print('ready', flush=True)\n"
+            "entered.wait()\n"
+            "print('leaving', flush=True)",
+        )
+        self.assertEqual(self.lines(program, 1), ["ready"])
+        self.tv.happens("plug", "usb-stick")
+        self.assertEqual(self.lines(program, 1), ["leaving"])
+        output, errors = program.communicate("x", timeout=LIMIT)
+        self.assertEqual((program.returncode, output, errors), (0, "done\n", ""))
 
     def test_while_changes_come(self) -> None:
         program = self.start(
