@@ -100,15 +100,15 @@ class _Pump:
         return not self._thread.is_alive()
 
     def _run(self) -> None:
-        with self._context:
-            try:
+        try:
+            with self._context:
                 self._first_call()
-            except BaseException as error:
-                self._begun.set_exception(error)
-                return
-            self._begun.set_result(None)
-            while not self._is_ending:
-                self._context.iterate()
+                self._begun.set_result(None)
+                while not self._is_ending:
+                    self._context.iterate()
+        except BaseException as error:
+            # Not before the context was left: the next pump takes it.
+            self._begun.set_exception(error)
 
 
 class Hub:

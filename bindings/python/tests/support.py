@@ -107,6 +107,7 @@ class Bus:
     def freeze_service(self) -> None:
         assert self._service is not None
         self._service.send_signal(signal.SIGSTOP)
+        os.waitid(os.P_PID, self._service.pid, os.WSTOPPED)
 
     def thaw_service(self) -> None:
         assert self._service is not None

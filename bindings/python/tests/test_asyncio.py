@@ -59,9 +59,9 @@ class AsyncClientOnTv(unittest.IsolatedAsyncioTestCase):
         async with AsyncClient() as client:
             task = asyncio.create_task(self.first_of(client))
             # The iteration has begun when the hub knows of it and the list has been read.
-            await client.sources()
-            while not hub._followers or hub._followers[0]._sources is None:
-                await asyncio.sleep(0)
+            async with asyncio.timeout(LIMIT):
+                while not hub._followers or hub._followers[0]._sources is None:
+                    await client.osd_text(3)
             await self.happens("plug", "usb-stick")
             self.assertEqual((await asyncio.wait_for(task, LIMIT)).result, 1)
 

@@ -24,6 +24,11 @@ class ChangeBetweenTwoLists(unittest.TestCase):
         self.assertEqual(change.removed, (A,))
         self.assertEqual(change.changed, ())
 
+    def test_what_went_is_in_the_order_of_the_old_list(self) -> None:
+        first, second = source("k", name="1"), source("k", name="2")
+        change = change_between((A, first, B, second, C), (B, first), result=2)
+        self.assertEqual(change.removed, (A, second, C))
+
     def test_it_has_the_result_and_the_new_list(self) -> None:
         change = change_between((A,), (B,), result=7)
         self.assertEqual(change.result, 7)

@@ -129,7 +129,7 @@ class WrongTypesInTheSettings(TestOnTv):
         settings = self.tv.root() / SETTINGS_FILE
         right = settings.read_text()
         settings.write_text('[{"SourceType":"seven"}]')
-        for _ in range(2):
+        for _ in range(50):
             with self.assertRaisesRegex(SourceApiError, "convertible|Value"):
                 Client()
         settings.write_text(right)

@@ -114,4 +114,4 @@ class FlatMemory(TestOnTv):
                 changes.get(LIMIT)
 
             # The text of the list is longer than that.
-            self.check(change, calls=300, lost=1024)
+            self.check(change, calls=100, lost=1024)
