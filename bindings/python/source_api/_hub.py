@@ -83,13 +83,15 @@ class _Pump:
     def __init__(self, context: MainContext, first_call: Callable[[], None]) -> None:
         self._context = context
         self._first_call = first_call
+        self._is_taken = threading.Lock()
         self._begun: Future[None] = Future()
         self._is_ending = False
-        self._thread = threading.Thread(target=self._run, name="source-api", daemon=True)
-        self._thread.start()
 
-    def failure(self) -> Optional[BaseException]:
-        """Waits for the end of the first call, and tells what it has raised."""
+    def start(self) -> Optional[BaseException]:
+        """Waits for the end of the first call, and tells what it has raised. May be interrupted
+        anywhere and called again: of the threads that then come, one runs."""
+        if not self._is_taken.locked():
+            threading.Thread(target=self._run, name="source-api", daemon=True).start()
         return self._begun.exception()
 
     def stop(self) -> bool:
@@ -100,6 +102,9 @@ class _Pump:
         return not self._thread.is_alive()
 
     def _run(self) -> None:
+        if not self._is_taken.acquire(blocking=False):
+            return
+        self._thread = threading.current_thread()
         try:
             with self._context:
                 self._first_call()
@@ -156,9 +161,9 @@ class Hub:
     def _start_pump(self) -> None:
         # Kept after a failure: the bus connection stays with the context that it was opened in.
         self._context = self._context or MainContext()
-        # There is one already when the wait for it was interrupted.
+        # There is one already when its start was interrupted.
         self._pump = self._pump or _Pump(self._context, self._call_first)
-        failure = self._pump.failure()
+        failure = self._pump.start()
         if failure is not None:
             self._pump = None
             raise failure
