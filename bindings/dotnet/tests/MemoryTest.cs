@@ -1,0 +1,108 @@
+// SPDX-FileCopyrightText: The source-api authors
+// SPDX-License-Identifier: Apache-2.0
+
+using System;
+using System.Runtime.InteropServices;
+using NUnit.Framework;
+
+namespace SourceApi.Tests
+{
+    [TestFixture]
+    public class MemoryTest
+    {
+        private const int rounds = 2000;
+
+        // A text or an error that is not released costs 32 bytes a call at least, a text of the
+        // list 2,000.
+        private const long mostGrowth = rounds * 32 / 2;
+
+        [Test]
+        public void TenThousandCallsLeaveNothingBehind()
+        {
+            using (var client = new SourceClient())
+            {
+                client.GetSources();
+                ExpectNoGrowth(() => Call(client));
+            }
+        }
+
+        [Test]
+        public void ExceptionsLeaveNothingBehind()
+        {
+            using (var client = new SourceClient())
+            {
+                var changes = new Inbox<SourceListChange>();
+                client.GetSources();
+                client.Subscribe(changes.Put);
+                Assert.That(client.SetName(3, "Bär", 0), Is.True);
+                changes.Take();
+                // Changes nothing and is not announced, but has the next query read the names.
+                Assert.That(client.SetName(3, "Bär", 0), Is.True);
+                Tv.WriteNames("[{\"SourceType\":\"three\"}]");
+                ExpectNoGrowth(() => Assert.Throws<SourceApiException>(() => client.GetName(3, 0)));
+            }
+        }
+
+        // What leaks grows every time; what the runtime makes once does not.
+        private static void ExpectNoGrowth(Action round)
+        {
+            Repeat(round, rounds);
+            long managed = long.MaxValue;
+            long native = long.MaxValue;
+            for (int attempt = 0; attempt < 3 && Math.Max(managed, native) > mostGrowth; ++attempt)
+            {
+                long nativeBefore = NativeBytes();
+                long managedBefore = GC.GetTotalMemory(true);
+                Repeat(round, rounds);
+                managed = GC.GetTotalMemory(true) - managedBefore;
+                native = NativeBytes() - nativeBefore;
+                Console.WriteLine("grown by {0} managed and {1} native bytes", managed, native);
+            }
+            Assert.That(managed, Is.LessThanOrEqualTo(mostGrowth));
+            Assert.That(native, Is.LessThanOrEqualTo(mostGrowth));
+        }
+
+        private static void Repeat(Action round, int times)
+        {
+            for (; times > 0; --times)
+            {
+                round();
+            }
+        }
+
+        // Five calls into native code.
+        private static void Call(SourceClient client)
+        {
+            Assert.That(client.GetSources().Count, Is.EqualTo(7));
+            Assert.That(client.GetName(3, 0), Is.EqualTo("Wohnzimmer Bär"));
+            Assert.That(client.GetOnScreenText(3), Is.EqualTo("HDMI 1"));
+            Assert.That(client.GetUsbData("usb-disk").DeviceName, Is.EqualTo("Été 2026"));
+            Assert.That(client.SetName(99, "Bär", 0), Is.False);
+            client.Subscribe(change => { }).Dispose();
+        }
+
+        private static long NativeBytes()
+        {
+            return (long)mallinfo2().InUse.ToUInt64();
+        }
+
+        // What the C library has handed out and not got back, in all its arenas.
+        [StructLayout(LayoutKind.Sequential)]
+        private struct MallocInfo
+        {
+            internal UIntPtr Arena;
+            internal UIntPtr FreeChunks;
+            internal UIntPtr FastChunks;
+            internal UIntPtr MappedChunks;
+            internal UIntPtr Mapped;
+            internal UIntPtr Unused;
+            internal UIntPtr FastFree;
+            internal UIntPtr InUse;
+            internal UIntPtr Free;
+            internal UIntPtr Trimmable;
+        }
+
+        [DllImport("libc.so.6")]
+        private static extern MallocInfo mallinfo2();
+    }
+}
