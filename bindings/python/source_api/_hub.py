@@ -95,7 +95,7 @@ class _Pump:
         return self._begun.exception()
 
     def stop(self) -> bool:
-        """False when a handler does not let it end."""
+        """False when a handler does not let it end in time."""
         self._is_ending = True
         self._context.wake_up()
         self._thread.join(timeout=10)
