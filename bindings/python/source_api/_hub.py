@@ -3,8 +3,8 @@
 
 """The one registration that this process has with the library, and everyone who follows it.
 
-The library forbids to register or unregister inside a callback. So it is told of one callback, once,
-and followers come and go on this side, where they may do so anywhere.
+The library forbids to register or unregister inside a callback. So it is told of one callback,
+once, and followers come and go on this side, where they may do so anywhere.
 
 No lock of this module is held over a call of the library or of a follower: the library calls back
 under a lock of its own. The locks are recursive because changes that nobody keeps end when they are

@@ -68,7 +68,9 @@ def _identity(source: Source) -> _Identity:
 
 
 # In the order of the list; of several with one identity, the last ones are left.
-def _left_over(before: Sequence[Source], gone: DefaultDict[_Identity, Deque[Source]]) -> list[Source]:
+def _left_over(
+    before: Sequence[Source], gone: DefaultDict[_Identity, Deque[Source]]
+) -> list[Source]:
     left = []
     for source in reversed(before):
         if gone[_identity(source)]:

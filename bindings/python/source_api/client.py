@@ -150,7 +150,7 @@ class Client(_Closing):
         return Subscription(self._following, handler, post, on_error or report)
 
     def changes(self) -> Changes:
-        """The changes from now on, to iterate over on any thread. Reads the list in the same way."""
+        """The changes from now on, to iterate over on any thread. Reads the list in that way."""
         self._check()
         return Changes(self._following)
 

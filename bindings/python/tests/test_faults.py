@@ -7,6 +7,7 @@ import os
 import queue
 import threading
 from pathlib import Path
+from typing import Callable
 
 from source_api import (
     BusLostError,
@@ -143,7 +144,12 @@ class WrongTypesInTheSettings(TestOnTv):
         settings.unlink()
         with Client() as client:
             settings.write_text('[{"SourceType":"seven"}]')
-            for call in (lambda: client.edit_name(3), lambda: client.device_type(3), client.sources):
+            calls: list[Callable[[], object]] = [
+                lambda: client.edit_name(3),
+                lambda: client.device_type(3),
+                client.sources,
+            ]
+            for call in calls:
                 with self.assertRaises(SourceApiError) as raised:
                     call()
                 self.assertIs(type(raised.exception), SourceApiError)

@@ -81,7 +81,8 @@ class Readme(Program):
         self.assertRegex(line, r"^1 \(Source\(source_type=8,.*detected_name='Urlaub März'")
         program.send_signal(signal.SIGINT)
         program.communicate(timeout=LIMIT)
-        self.assertEqual(json.loads((self.tv.root() / "state.json").read_text())["selected"], "hdmi2")
+        state = json.loads((self.tv.root() / "state.json").read_text())
+        self.assertEqual(state["selected"], "hdmi2")
 
 
 class Leaving(Program):
