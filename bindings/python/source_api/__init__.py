@@ -1,0 +1,26 @@
+# SPDX-FileCopyrightText: The source-api authors
+# SPDX-License-Identifier: Apache-2.0
+
+"""The TV's list of input sources: reading it, changing it, hearing of changes."""
+
+from ._hub import Delivery
+from .aio import AsyncChanges, AsyncClient
+from .changes import Change, Changed
+from .client import Changes, Client, Subscription
+from .errors import BusLostError, ListUnavailableError, SourceApiError
+from .sources import Source
+
+__all__ = [
+    "AsyncChanges",
+    "AsyncClient",
+    "BusLostError",
+    "Change",
+    "Changed",
+    "Changes",
+    "Client",
+    "Delivery",
+    "ListUnavailableError",
+    "Source",
+    "SourceApiError",
+    "Subscription",
+]

@@ -1,0 +1,90 @@
+# SPDX-FileCopyrightText: The source-api authors
+# SPDX-License-Identifier: Apache-2.0
+
+"""The few functions of GLib that delivering the library's signals asks for."""
+
+from __future__ import annotations
+
+import ctypes
+from ctypes import POINTER, c_char_p, c_int, c_uint32, c_ulong, c_void_p
+from typing import Any, Callable
+
+from .errors import BusLostError, SourceApiError
+
+_glib = ctypes.CDLL("libglib-2.0.so.0")
+_gobject = ctypes.CDLL("libgobject-2.0.so.0")
+_gio = ctypes.CDLL("libgio-2.0.so.0")
+
+
+def _declare(library: ctypes.CDLL, name: str, result: Any, *parameters: Any) -> Callable[..., Any]:
+    function = getattr(library, name)
+    function.argtypes = list(parameters)
+    function.restype = result
+    return function  # type: ignore[no-any-return]
+
+
+class _Error(ctypes.Structure):
+    _fields_ = [("domain", c_uint32), ("code", c_int), ("message", c_char_p)]
+
+
+_Closed = ctypes.CFUNCTYPE(None, c_void_p, c_int, c_void_p, c_void_p)
+_SYSTEM_BUS = 1
+
+_context_new = _declare(_glib, "g_main_context_new", c_void_p)
+_context_push = _declare(_glib, "g_main_context_push_thread_default", None, c_void_p)
+_context_pop = _declare(_glib, "g_main_context_pop_thread_default", None, c_void_p)
+_context_iterate = _declare(_glib, "g_main_context_iteration", c_int, c_void_p, c_int)
+_context_wake_up = _declare(_glib, "g_main_context_wakeup", None, c_void_p)
+_error_free = _declare(_glib, "g_error_free", None, POINTER(_Error))
+_bus_get = _declare(_gio, "g_bus_get_sync", c_void_p, c_int, c_void_p, POINTER(POINTER(_Error)))
+_bus_is_closed = _declare(_gio, "g_dbus_connection_is_closed", c_int, c_void_p)
+_connect_signal = _declare(
+    _gobject, "g_signal_connect_data", c_ulong, c_void_p, c_char_p, _Closed, c_void_p, c_void_p,
+    c_int,
+)
+
+
+def keep_forever(callback: object) -> None:
+    """What native code may hold longer than the module that made it lives."""
+    ctypes.pythonapi.Py_IncRef(ctypes.py_object(callback))
+
+
+class MainContext:
+    """A main context that is kept for the life of the process."""
+
+    def __init__(self) -> None:
+        self._context = _context_new()
+
+    def __enter__(self) -> None:
+        """Makes it the thread's default."""
+        _context_push(self._context)
+
+    def __exit__(self, *_: object) -> None:
+        _context_pop(self._context)
+
+    def iterate(self) -> None:
+        """Waits for something to do, and does it."""
+        _context_iterate(self._context, True)
+
+    def wake_up(self) -> None:
+        """Ends the wait of iterate() on another thread, or of the next one."""
+        _context_wake_up(self._context)
+
+
+class SystemBus:
+    """The process's connection to the system bus, which the library uses too."""
+
+    def __init__(self, on_closed: Callable[[], None]) -> None:
+        """Opens it when it is not open. on_closed is called by the main context that was the
+        thread's default where the process opened it."""
+        error = POINTER(_Error)()
+        self._connection = _bus_get(_SYSTEM_BUS, None, ctypes.byref(error))
+        if self._connection is None:
+            message = error.contents.message or b""
+            _error_free(error)
+            raise SourceApiError("no system bus: " + message.decode("utf-8", "replace"))
+        if _bus_is_closed(self._connection):
+            raise BusLostError("the connection to the system bus was lost")
+        callback = _Closed(lambda *_: on_closed())
+        keep_forever(callback)
+        _connect_signal(self._connection, b"closed", callback, None, None, 0)

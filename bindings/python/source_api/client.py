@@ -1,0 +1,257 @@
+# SPDX-FileCopyrightText: The source-api authors
+# SPDX-License-Identifier: Apache-2.0
+
+"""The source list for programs without asyncio."""
+
+from __future__ import annotations
+
+import json
+import queue
+import weakref
+from functools import partial
+from types import TracebackType
+from typing import Callable, Iterator, Optional, Type, TypeVar, Union
+
+from . import _guard
+from ._hub import Delivery, Following, News, hub, read_sources, report
+from .changes import Change
+from .errors import BusLostError, SourceApiError
+from .sources import Source
+
+Handler = Callable[[Change], object]
+ErrorHandler = Callable[[BaseException], object]
+#: Runs a function later, in the thread that it stands for, like call_soon_threadsafe() of a loop.
+Post = Callable[[Callable[[], None]], object]
+
+_Self = TypeVar("_Self", bound="_Closing")
+
+
+class _Closing:
+    """A context manager that closes."""
+
+    def close(self) -> None:
+        raise NotImplementedError
+
+    def __enter__(self: _Self) -> _Self:
+        return self
+
+    def __exit__(
+        self,
+        _type: Optional[Type[BaseException]],
+        _error: Optional[BaseException],
+        _traceback: Optional[TracebackType],
+    ) -> None:
+        self.close()
+
+
+class Client(_Closing):
+    """The library, for as long as this program wants it.
+
+    Any thread may call anything, a handler included. A call that asks the source service blocks
+    until the service answers, at most 25 seconds for each of two bus calls, and fails at once when
+    the service is not on the bus; the first read of the list may also wait for the service to come
+    up. False is a refusal by the service as well as a service that could not be reached.
+
+    A source is named by its type, in the service's numbering, and by its activity index, which
+    tells apart several sources of one type. Numbers that do not fit raise OverflowError; a text
+    with a null character raises ValueError. SourceApiError is what the library itself raises."""
+
+    def __init__(self, *, delivery: Optional[Delivery] = None) -> None:
+        """Opens the connection to the system bus when it is the first client of the process.
+        SourceApiError when there is no bus. Without a delivery, it is the one that the process has,
+        else Delivery.THREAD."""
+        self._following = Following()
+        self._is_closed = False
+        hub.start(delivery)
+
+    def close(self) -> None:
+        """Ends what subscribe() and changes() have begun. What the library itself holds stays until
+        the process ends."""
+        self._is_closed = True
+        self._following.end_all()
+
+    def sources(self) -> tuple[Source, ...]:
+        """The list. It is asked for once and then kept up to date by the service's signals.
+        ListUnavailableError when it could not be had."""
+        self._check()
+        return read_sources()
+
+    def usb_data(self, unique_key: str) -> Optional[dict[str, object]]:
+        """The service's whole answer about the USB device with that key. None when it refused or
+        could not be reached."""
+        self._check()
+        text = _guard.get_usb_data(unique_key)
+        document = None if text is None else json.loads(text)
+        return document if isinstance(document, dict) else None
+
+    def edit_name(self, source_type: int, mbr_activity_index: int = 0) -> Optional[str]:
+        """The user's name of a source, else the detected one. None when there is no such source or
+        the names could not be read."""
+        self._check()
+        return _guard.get_edit_name(source_type, mbr_activity_index)
+
+    def device_type(self, source_type: int, mbr_activity_index: int = 0) -> int:
+        """The device type of a source. 0 also when there is no such source or the types could not
+        be read."""
+        self._check()
+        return _guard.get_device_type(source_type, mbr_activity_index)
+
+    def set_edit_name(self, source_type: int, name: str, mbr_activity_index: int = 0) -> bool:
+        """Sets the user's name of a source; empty is a name too. True when the service did it."""
+        self._check()
+        return _guard.set_edit_name(source_type, name, mbr_activity_index)
+
+    def set_device_type(
+        self, source_type: int, device_type: int, mbr_activity_index: int = 0
+    ) -> bool:
+        """Sets the device type of a source. True when the service did it."""
+        self._check()
+        return _guard.set_device_type(source_type, device_type, mbr_activity_index)
+
+    def set_detected_name_and_device_type(
+        self, source_type: int, name: str, device_type: int, mbr_activity_index: int = 0
+    ) -> bool:
+        """Sets what was detected for a source. True when the service did it."""
+        self._check()
+        return _guard.set_detected_name_and_device_type(
+            source_type, name, device_type, mbr_activity_index
+        )
+
+    def connect(self, source_type: int) -> bool:
+        """Switches the TV to a source. True when the service did it."""
+        self._check()
+        return _guard.connect_source(source_type)
+
+    def connect_with_unique_key(self, source_type: int, unique_key: str) -> bool:
+        """Connects the source of that type and key. True when the service did it."""
+        self._check()
+        return _guard.connect_source_with_unique_key(source_type, unique_key)
+
+    def osd_text(self, source_type: int) -> str:
+        """The platform's on-screen text of a source type, "----" when it does not know the type.
+        Does not ask the service."""
+        self._check()
+        return _guard.get_source_osd_text(source_type)
+
+    def subscribe(
+        self,
+        handler: Handler,
+        *,
+        post: Optional[Post] = None,
+        on_error: Optional[ErrorHandler] = None,
+    ) -> Subscription:
+        """Has handler called on every change from now on. Reads the list, as sources() does; a list
+        that cannot be had counts as empty.
+
+        The handler runs by `post`, else on the thread that delivers signals, which should not be
+        kept long (and, for the first load of the list, on the thread that asked for it). What it
+        raises, and the loss of the bus, goes to `on_error`, else to sys.unraisablehook."""
+        self._check()
+        return Subscription(self._following, handler, post, on_error or report)
+
+    def changes(self) -> Changes:
+        """The changes from now on, to iterate over on any thread. Reads the list in that way."""
+        self._check()
+        return Changes(self._following)
+
+    def _check(self) -> None:
+        if self._is_closed:
+            raise SourceApiError("the client is closed")
+
+
+class Subscription(_Closing):
+    """A handler that is called on changes, until close()."""
+
+    #: The list that the first change is told from.
+    sources: tuple[Source, ...]
+
+    def __init__(
+        self,
+        following: Following,
+        handler: Handler,
+        post: Optional[Post],
+        on_error: ErrorHandler,
+    ) -> None:
+        self._following = following
+        self._handler = handler
+        self._post = post
+        self._on_error = on_error
+        self._is_closed = False
+        self._follower = following.add(self._take)
+        self.sources = following.begin(self._follower)
+
+    def close(self) -> None:
+        """The handler is not called any more; a call that runs on another thread is not waited for.
+        May be called inside the handler."""
+        self._is_closed = True
+        self._following.end(self._follower)
+
+    def _take(self, news: News) -> None:
+        if news is None:
+            self._is_closed = True
+        elif self._post is None:
+            self._handle(news)
+        else:
+            try:
+                self._post(partial(self._handle, news))
+            except BaseException as error:
+                self._report(error)
+
+    def _handle(self, news: Union[Change, BusLostError]) -> None:
+        if self._is_closed:
+            return
+        if isinstance(news, BusLostError):
+            self._report(news)
+            return
+        try:
+            self._handler(news)
+        except BaseException as error:
+            self._report(error)
+
+    def _report(self, error: BaseException) -> None:
+        try:
+            self._on_error(error)
+        except BaseException as another:
+            report(another)
+
+
+class Changes(_Closing, Iterator[Change]):
+    """Changes in their order, kept until they are taken. The iteration ends with close() and raises
+    BusLostError when the bus is lost."""
+
+    #: The list that the first change is told from.
+    sources: tuple[Source, ...]
+
+    def __init__(self, following: Following) -> None:
+        self._news: queue.SimpleQueue[News] = queue.SimpleQueue()
+        follower = following.add(self._news.put)
+        self._end = weakref.finalize(self, following.end, follower)
+        self._end.atexit = False
+        self.sources = following.begin(follower)
+
+    def close(self) -> None:
+        """Ends the iteration once what has come so far is taken. Any thread may call it."""
+        self._end()
+
+    def get(self, timeout: Optional[float] = None) -> Change:
+        """The next change. TimeoutError when none came within so many seconds, SourceApiError when
+        it is closed."""
+        try:
+            news = self._news.get(timeout=timeout)
+        except queue.Empty:
+            raise TimeoutError(f"no change within {timeout} seconds") from None
+        if isinstance(news, Change):
+            return news
+        # It is the last one, for whoever else waits too.
+        self._news.put(news)
+        raise news or _Ended("the changes are closed")
+
+    def __next__(self) -> Change:
+        try:
+            return self.get()
+        except _Ended:
+            raise StopIteration from None
+
+
+class _Ended(SourceApiError):
+    pass

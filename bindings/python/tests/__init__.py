@@ -1,0 +1,2 @@
+# SPDX-FileCopyrightText: The source-api authors
+# SPDX-License-Identifier: Apache-2.0
