@@ -54,8 +54,8 @@ Finding checkZeroByteOfAnswer(Session &session) {
 Promises bodyPromises() {
     return {
         {"plain-answer", "SendMessage is answered with one of the two bodies", "", checkPlain},
-        {"buffer-answer", "SendMessageWithBuffer is answered with one of the two bodies", "",
-         checkWithBuffer},
+        {"buffer-answer", "SendMessageWithBuffer is answered with one of the two bodies",
+         "plain-answer", checkWithBuffer},
         {"zero-byte-request", "A request whose buffer is a single zero byte is one without",
          "buffer-answer", checkZeroByteOfRequest},
         {"zero-byte-answer", "An answer with nothing in its buffer has a single zero byte there",
