@@ -19,6 +19,9 @@ constexpr auto sources = R"([
      "detectedName": "Stick", "iconPath": "", "connectionState": true,
      "powerState": 1, "settingMethod": 0}])";
 
+// No promise's id.
+constexpr auto keptAnyway = "-";
+
 // Sets the bodies apart that the two methods have.
 bool hasRightBody(const ReceivedCall &call) {
     return call.bodyType == (call.member == "SendMessage" ? "(suss)" : "(sussa(y))");
@@ -95,12 +98,12 @@ GDBusMessage *FaithfulService::reply(GDBusMessage *message, const ReceivedCall &
     if (call.member == "Restart") {
         return replyToRestart(message);
     }
-    const bool answersAll =
-        breaks(call.member == "SendMessage" ? "other-body" : "other-body-with-buffer");
-    if (!hasRightBody(call) && !answersAll) {
-        return m_answersOtherBodies ? g_dbus_message_new_method_error_literal(
-                                          message, "test.Error.Body", "another body is wanted")
-                                    : nullptr;
+    const bool isPlain = call.member == "SendMessage";
+    if (!hasRightBody(call) && !breaks(isPlain ? "other-body" : "other-body-with-buffer")) {
+        return m_answersOtherBodies || !isPlain
+                   ? g_dbus_message_new_method_error_literal(message, "test.Error.Body",
+                                                             "another body is wanted")
+                   : nullptr;
     }
     if (breaks("name-kept") && nonsenseIn(call) == "deep-json") {
         changeOwner();
@@ -125,7 +128,8 @@ GVariant *FaithfulService::bodyFor(const ReceivedCall &call) {
         return g_variant_new("(s)", "{}");
     }
     const bool isZero = call.buffer == std::vector<unsigned char>{0};
-    const Json::Value document = breaks("zero-byte-request") && isZero ? refused("") : answer(call);
+    const Json::Value document =
+        breaks("zero-byte-request") && isZero ? refused(keptAnyway) : answer(call);
     if (isPlain != m_isStrange) {
         return plainBody(jsonText(document));
     }
@@ -135,21 +139,11 @@ GVariant *FaithfulService::bodyFor(const ReceivedCall &call) {
 
 Json::Value FaithfulService::answer(const ReceivedCall &call) {
     const std::string nonsense = nonsenseIn(call);
-    return nonsense.empty() ? answerToKnown(call.json["method"].asString(), call.json["data"])
-                            : answerToNonsense(nonsense);
+    return nonsense.empty() ? answerToRequest(call.json["method"].asString(), call.json["data"])
+                            : refused(nonsense);
 }
 
-Json::Value FaithfulService::answerToNonsense(const std::string &id) const {
-    return refused(id);
-}
-
-Json::Value FaithfulService::answerToKnown(const std::string &command, const Json::Value &data) {
-    static const std::map<std::string, std::string> settings = {
-        {"SourceConnect", "connect"},
-        {"RunApp", "run"},
-        {"UtilSetSourceDeviceType", "device-type"},
-        {"UtilSetSourceDetectedNameAndDeviceType", "detected"},
-        {"UtilSetCustomIconPath", "set-icons"}};
+Json::Value FaithfulService::answerToRequest(const std::string &command, const Json::Value &data) {
     if (command == "UtilGetSourceList") {
         return answerWithList();
     }
@@ -164,15 +158,27 @@ Json::Value FaithfulService::answerToKnown(const std::string &command, const Jso
         return source != nullptr ? rename(*source, data["EditName"].asString())
                                  : refused("rename-refusal");
     }
+    return answerToSetting(command, source != nullptr);
+}
+
+Json::Value FaithfulService::answerToSetting(const std::string &command, bool isKnown) {
+    static const std::map<std::string, std::string> settings = {
+        {"SourceConnect", "connect"},
+        {"RunApp", "run"},
+        {"UtilSetSourceDeviceType", "device-type"},
+        {"UtilSetSourceDetectedNameAndDeviceType", "detected"},
+        {"UtilSetCustomIconPath", "set-icons"}};
     const auto setting = settings.find(command);
     if (setting == settings.end()) {
         return refused("unknown-command");
     }
-    if (source != nullptr) {
+    if (isKnown) {
         return done(setting->second + "-answer");
     }
-    constexpr int oftenWithoutLoad = 2;
-    const bool isUnderLoad = command == "SourceConnect" && ++m_unknownConnects > oftenWithoutLoad;
+    // Refused once for the refusal itself and once to know the answer when there is no load.
+    constexpr int refusalsWithoutLoad = 2;
+    const bool isUnderLoad =
+        command == "SourceConnect" && ++m_unknownConnects > refusalsWithoutLoad;
     return breaks("concurrent-calls") && isUnderLoad ? answerWithList()
                                                      : refused(setting->second + "-refusal");
 }
@@ -199,12 +205,12 @@ Json::Value FaithfulService::answerWithIcons(bool isKnown) {
         reply["LauncherUnfocusedIconPath"] = "/icon.png";
         return reply;
     }
-    return refused("");
+    return refused(keptAnyway);
 }
 
 Json::Value FaithfulService::answerWithDevice(const std::string &key) const {
     if (key != "usb") {
-        return refused(key == "hdmi2" || key == "av" ? "" : "usb-refusal");
+        return refused(key == "hdmi2" || key == "av" ? keptAnyway : "usb-refusal");
     }
     Json::Value reply;
     reply["deviceName"] = "Stick";
@@ -218,7 +224,7 @@ Json::Value FaithfulService::answerWithDevice(const std::string &key) const {
 
 Json::Value FaithfulService::rename(Json::Value &source, const std::string &name) {
     if (!m_takesNames) {
-        return refused("");
+        return refused(keptAnyway);
     }
     source["editName"] = name;
     announce();
@@ -241,7 +247,7 @@ Json::Value FaithfulService::refused(const std::string &id) const {
     if (m_isStrange) {
         reply["dbus_result"] = "fail";
     } else {
-        reply["return_data"] = !m_broken.empty() && breaks(id);
+        reply["return_data"] = breaks(id);
     }
     return reply;
 }

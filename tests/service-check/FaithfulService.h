@@ -24,6 +24,7 @@ class FaithfulService {
     // be absent is, refusals are failures, and signals ask for the list.
     void keepThemStrangely();
     void refuseNames();
+    // Those of SendMessage.
     void leaveOtherBodiesUnanswered();
 
     // A command of the shell that has the service lose its name and own it again.
@@ -35,8 +36,8 @@ class FaithfulService {
     GDBusMessage *replyToRestart(GDBusMessage *message);
     GVariant *bodyFor(const ReceivedCall &call);
     Json::Value answer(const ReceivedCall &call);
-    Json::Value answerToNonsense(const std::string &id) const;
-    Json::Value answerToKnown(const std::string &command, const Json::Value &data);
+    Json::Value answerToRequest(const std::string &command, const Json::Value &data);
+    Json::Value answerToSetting(const std::string &command, bool isKnown);
     Json::Value answerWithList();
     Json::Value answerWithIcons(bool isKnown);
     Json::Value answerWithDevice(const std::string &key) const;

@@ -3,6 +3,8 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "Promise.h"
 #include "Words.h"
 
@@ -23,17 +25,26 @@ std::optional<Source> sourceWithKey(const Session &session, const std::optional<
     return source != nullptr ? std::optional(*source) : std::nullopt;
 }
 
+// The service chooses among several sources of a type, and may not choose the one that is shown.
+bool isOnlyOneOfItsType(const Session &session, const Source &source) {
+    const std::vector<Source> sources = session.sources();
+    return std::count_if(sources.begin(), sources.end(),
+                         [&](const Source &other) { return other.type == source.type; }) == 1;
+}
+
 Finding checkConnect(Session &session) {
     const auto source = sourceWithKey(session, session.options.shown);
     if (!source) {
         return skipped(noShown);
+    }
+    if (!isOnlyOneOfItsType(session, *source)) {
+        return skipped("the source that is shown is not the only one of its type");
     }
     Json::Value data;
     data["SourceType"] = source->type;
     return findDone(session.ask("SourceConnect", data));
 }
 
-// After the former: of several sources of one type, this shows the right one again.
 Finding checkRun(Session &session) {
     const auto source = sourceWithKey(session, session.options.shown);
     if (!source) {

@@ -14,9 +14,9 @@ std::vector<std::string> questions(const Session &session) {
     unknown["SourceType"] = unknownType(session.list);
     std::vector<std::string> texts = {requestText("UtilGetSourceList", Json::nullValue),
                                       requestText("SourceConnect", unknown)};
-    for (const Json::Value &element : session.list) {
+    for (const Source &source : session.sources()) {
         Json::Value data;
-        data["SourceUniqueKey"] = element.isObject() ? element["uniqueKey"] : Json::nullValue;
+        data["SourceUniqueKey"] = source.key;
         texts.push_back(requestText("UtilGetUsbData", data));
     }
     return texts;
@@ -64,6 +64,6 @@ Finding checkConcurrentCalls(Session &session) {
 Promises loadPromises() {
     return {
         {"concurrent-calls", "64 calls at once are answered, each with its own answer",
-         "list-answer", checkConcurrentCalls},
+         "list-elements", checkConcurrentCalls},
     };
 }

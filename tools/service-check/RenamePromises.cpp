@@ -13,6 +13,9 @@ Json::Value elementIn(const Answer &answer, const Source &source) {
 }
 
 Finding checkAnswer(Session &session) {
+    if (session.sourcesToRename().empty()) {
+        return skipped("the list has no such source");
+    }
     session.renamed = tryRename(session);
     if (!session.renamed) {
         return skipped("no source takes a name");

@@ -61,10 +61,15 @@ std::optional<std::string> percentDecoded(const std::string &text) {
 
 Json::Value elementOf(const Json::Value &list, const Source &source) {
     for (const Json::Value &element : list) {
-        if (element.isObject() && element["sourceType"] == source.type &&
-            element["uniqueKey"] == source.key &&
-            element["mbrActivityIndex"].isConvertibleTo(Json::intValue) &&
-            element["mbrActivityIndex"].asInt() == source.index) {
+        const auto is = [&](const char *member, Json::ValueType type, const Json::Value &value) {
+            const Json::Value &given = element[member];
+            return given.isConvertibleTo(type) &&
+                   (type == Json::intValue ? given.asInt() == value.asInt()
+                                           : given.asString() == value.asString());
+        };
+        if (element.isObject() && is("sourceType", Json::intValue, source.type) &&
+            is("mbrActivityIndex", Json::intValue, source.index) &&
+            is("uniqueKey", Json::stringValue, source.key)) {
             return element;
         }
     }
