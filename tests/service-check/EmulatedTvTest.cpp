@@ -13,6 +13,7 @@
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
 TEST(EmulatedTvCheckTest, KeepsEveryPromise) {
@@ -24,12 +25,16 @@ TEST(EmulatedTvCheckTest, KeepsEveryPromise) {
     EXPECT_THAT(ids["skipped"], ElementsAre("restart-name", "restart-list", "restart-signal"));
 }
 
+// It shows one of two sources of a type, and a check that connects the other would not go unseen.
 TEST(EmulatedTvCheckTest, IsLeftAsItWas) {
     const Ended ended = run({TV_EMULATOR, "run", "--", "sh", "-c",
-                             "before=$(\"$1\" list) && \"$0\" --timeout 20000 && "
-                             "test \"$before\" = \"$(\"$1\" list)\"",
-                             SERVICE_CHECK, TV_EMULATOR});
+                             "\"$2\" run 8 usb-camera && before=$(\"$1\" list) && "
+                             "\"$0\" --timeout 20000 --shown usb-camera --source av "
+                             "--device-type 3 && test \"$before\" = \"$(\"$1\" list)\"",
+                             SERVICE_CHECK, TV_EMULATOR, SOURCECTL});
     EXPECT_EQ(ended.exitCode, 0) << ended.output << ended.errors;
+    EXPECT_THAT(ended.output, HasSubstr("\nskipped connect-answer "));
+    EXPECT_THAT(ended.output, HasSubstr("\nkept    run-answer "));
 }
 
 // A service that is started anew whenever it ends.

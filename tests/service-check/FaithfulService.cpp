@@ -27,6 +27,18 @@ bool hasRightBody(const ReceivedCall &call) {
     return call.bodyType == (call.member == "SendMessage" ? "(suss)" : "(sussa(y))");
 }
 
+// Takes what a request sets into what is held of its source.
+void keep(const Json::Value &data, Json::Value &source, Json::Value &icons) {
+    for (const std::string &member : icons.getMemberNames()) {
+        if (data.isMember(member)) {
+            icons[member] = data[member];
+        }
+    }
+    if (data.isMember("DetectedName")) {
+        source["detectedName"] = data["DetectedName"];
+    }
+}
+
 std::string percentEncoded(const std::string &text) {
     g_autofree char *encoded = g_uri_escape_string(text.c_str(), nullptr, FALSE);
     return encoded;
@@ -81,7 +93,17 @@ void FaithfulService::keepThemStrangely() {
 
 void FaithfulService::refuseNames() {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    m_takesNames = false;
+    m_namesToTake = 0;
+}
+
+void FaithfulService::takeOneNameOnly() {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_namesToTake = 1;
+}
+
+void FaithfulService::giveIcons() {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_icons["LauncherUnfocusedIconPath"] = "/icon.png";
 }
 
 void FaithfulService::leaveOtherBodiesUnanswered() {
@@ -158,10 +180,11 @@ Json::Value FaithfulService::answerToRequest(const std::string &command, const J
         return source != nullptr ? rename(*source, data["EditName"].asString())
                                  : refused("rename-refusal");
     }
-    return answerToSetting(command, source != nullptr);
+    return answerToSetting(command, data, source);
 }
 
-Json::Value FaithfulService::answerToSetting(const std::string &command, bool isKnown) {
+Json::Value FaithfulService::answerToSetting(const std::string &command, const Json::Value &data,
+                                             Json::Value *source) {
     static const std::map<std::string, std::string> settings = {
         {"SourceConnect", "connect"},
         {"RunApp", "run"},
@@ -172,7 +195,8 @@ Json::Value FaithfulService::answerToSetting(const std::string &command, bool is
     if (setting == settings.end()) {
         return refused("unknown-command");
     }
-    if (isKnown) {
+    if (source != nullptr) {
+        keep(data, *source, m_icons);
         return done(setting->second + "-answer");
     }
     // Refused once for the refusal itself and once to know the answer when there is no load.
@@ -223,9 +247,10 @@ Json::Value FaithfulService::answerWithDevice(const std::string &key) const {
 }
 
 Json::Value FaithfulService::rename(Json::Value &source, const std::string &name) {
-    if (!m_takesNames) {
+    if (m_namesToTake == 0) {
         return refused(keptAnyway);
     }
+    --m_namesToTake;
     source["editName"] = name;
     announce();
     return done("rename-answer");

@@ -24,6 +24,8 @@ class FaithfulService {
     // be absent is, refusals are failures, and signals ask for the list.
     void keepThemStrangely();
     void refuseNames();
+    void takeOneNameOnly();
+    void giveIcons();
     // Those of SendMessage.
     void leaveOtherBodiesUnanswered();
 
@@ -37,7 +39,8 @@ class FaithfulService {
     GVariant *bodyFor(const ReceivedCall &call);
     Json::Value answer(const ReceivedCall &call);
     Json::Value answerToRequest(const std::string &command, const Json::Value &data);
-    Json::Value answerToSetting(const std::string &command, bool isKnown);
+    Json::Value answerToSetting(const std::string &command, const Json::Value &data,
+                                Json::Value *source);
     Json::Value answerWithList();
     Json::Value answerWithIcons(bool isKnown);
     Json::Value answerWithDevice(const std::string &key) const;
@@ -55,7 +58,7 @@ class FaithfulService {
     Json::Value m_icons;
     int m_unknownConnects = 0;
     bool m_isStrange = false;
-    bool m_takesNames = true;
+    int m_namesToTake = 1000;
     bool m_answersOtherBodies = true;
     bool m_hasRestarted = false;
     FakeService m_service;

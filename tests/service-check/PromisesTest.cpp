@@ -13,7 +13,6 @@
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 // With everything that the check can be told of the service.
 Words toldAll(const std::string &timeout) {

@@ -92,6 +92,23 @@ TEST_F(ReportTest, WithoutASourceThatTakesANameChangesAreSkipped) {
               "the list has no such source");
 }
 
+TEST_F(ReportTest, ASourceThatLostItsNameIsTold) {
+    FaithfulService service(bus);
+    service.takeOneNameOnly();
+    const Json::Value record = recordOf("rename-answer", {});
+    EXPECT_EQ(record["outcome"], "broken");
+    EXPECT_EQ(record["expected"],
+              R"("av" to take back its name "B\u00e4r & S\u00f6hne", which it has lost)");
+    EXPECT_THAT(record["seen"].asString(), HasSubstr("Pr%C3%BCfung"));
+}
+
+TEST_F(ReportTest, IconsThatAreThereAreLeftAlone) {
+    FaithfulService service(bus);
+    service.giveIcons();
+    EXPECT_EQ(recordOf("set-icons-answer", {})["reason"], "every source has icons already");
+    EXPECT_EQ(service.onTheBus().countOf("UtilSetCustomIconPath"), 1);  // of an unknown source
+}
+
 TEST_F(ReportTest, SilenceIsNoError) {
     FaithfulService service(bus);
     service.leaveOtherBodiesUnanswered();

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "Icons.h"
 #include "Promise.h"
 #include "Words.h"
 
@@ -87,9 +88,6 @@ Answer askForIcons(const Session &session, const Source &source) {
     data["MbrActivityIndex"] = source.index;
     return session.ask("UtilGetCustomIconPath", data);
 }
-
-constexpr const char *iconMembers[] = {"SourceIconPath", "LauncherFocusedIconPath",
-                                       "LauncherUnfocusedIconPath"};
 
 Finding checkGetIcons(Session &session) {
     const std::vector<Source> sources = session.sources();

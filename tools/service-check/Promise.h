@@ -49,5 +49,7 @@ Promises restartPromises();
 // How several groups look at the same thing.
 Finding findList(const Answer &answer);
 Finding findSignal(const Session &session, const std::optional<Rename> &rename);
+// That a source lost its name for good, which its owner has to hear of.
+Finding lostName(const Rename &rename, const std::string &seen);
 
 #endif

@@ -3,6 +3,7 @@
 
 #include <unistd.h>
 
+#include "Icons.h"
 #include "Promise.h"
 #include "Words.h"
 
@@ -58,8 +59,7 @@ Finding checkSetIcons(Session &session) {
     Json::Value data = ofUnknownType(session);
     data["Pid"] = static_cast<Json::Int>(getpid());
     data["MbrActivityIndex"] = 0;
-    for (const char *icon :
-         {"SourceIconPath", "LauncherFocusedIconPath", "LauncherUnfocusedIconPath"}) {
+    for (const char *icon : iconMembers) {
         data[icon] = "";
     }
     return findRefused(session.ask("UtilSetCustomIconPath", data));
@@ -74,8 +74,7 @@ Finding checkGetIcons(Session &session) {
         return kept(inWords(answer));
     }
     const Json::Value *icons = objectOf(answer);
-    for (const char *icon :
-         {"SourceIconPath", "LauncherFocusedIconPath", "LauncherUnfocusedIconPath"}) {
+    for (const char *icon : iconMembers) {
         if (icons == nullptr || !readsAsText(*icons, icon) || !(*icons)[icon].asString().empty()) {
             return broken("\"return_data\" as false, or no paths", inWords(answer));
         }

@@ -27,7 +27,7 @@ void hearChange(const Session &session, std::size_t before) {
 void putBack(const Session &session, Rename &rename) {
     const std::size_t before = session.bus.signals().size();
     rename.putBack = setName(session, rename.source, rename.source.editName);
-    if (!rename.signals.empty()) {
+    if (!rename.signals.empty() && readingOf(rename.putBack) == Reading::Done) {
         hearChange(session, before);
     }
     rename.listAfterwards = session.askForList();

@@ -27,9 +27,7 @@ Finding checkAnswer(Session &session) {
     const Json::Value before = elementOf(session.list, rename.source);
     const Json::Value after = elementIn(rename.listAfterwards, rename.source);
     if (readingOf(rename.putBack) != Reading::Done || before["editName"] != after["editName"]) {
-        return broken(quoted(rename.source.key) + " to take back its name " +
-                          quoted(rename.source.editName) + ", which it has lost",
-                      inWords(rename.putBack) + ", and then " + inWords(after));
+        return lostName(rename, inWords(rename.putBack) + ", and then " + inWords(after));
     }
     return kept(quoted(rename.source.key) + " was renamed and has its name back" +
                 (before != after ? ", but is now " + inWords(after) : ""));
@@ -46,6 +44,12 @@ Finding checkListed(Session &session) {
 }
 
 }  // namespace
+
+Finding lostName(const Rename &rename, const std::string &seen) {
+    return broken(quoted(rename.source.key) + " to take back its name " +
+                      quoted(rename.source.editName) + ", which it has lost",
+                  seen);
+}
 
 Promises renamePromises() {
     return {

@@ -56,9 +56,7 @@ Finding findSignal(const Session &session, const std::optional<Rename> &rename) 
                       "none within " + std::to_string(session.options.timeout) + " ms");
     }
     if (readingOf(rename->putBack) != Reading::Done) {
-        return broken(quoted(rename->source.key) + " to take back its name " +
-                          quoted(rename->source.editName) + ", which it has lost",
-                      inWords(rename->putBack));
+        return lostName(*rename, inWords(rename->putBack));
     }
     return kept("a signal after " + quoted(rename->source.key) + " was renamed");
 }
