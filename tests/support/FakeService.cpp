@@ -72,10 +72,14 @@ Json::Value parsedJson(const std::string &text) {
     const Json::CharReaderBuilder builder;
     const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
     Json::Value value;
-    if (!reader->parse(text.data(), text.data() + text.size(), &value, nullptr)) {
-        return Json::Value();
+    try {
+        if (reader->parse(text.data(), text.data() + text.size(), &value, nullptr)) {
+            return value;
+        }
+    } catch (const Json::Exception &) {
+        // Nested more deeply than the reader goes.
     }
-    return value;
+    return Json::Value();
 }
 
 FakeService::FakeService(const TestBus &bus, const std::string &busName)
@@ -119,6 +123,11 @@ void FakeService::replyWithError(const std::string &name, const std::string &mes
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_errorName = name;
     m_errorMessage = message;
+}
+
+void FakeService::replyWithMessage(MakeReply makeReply) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_makeReply = std::move(makeReply);
 }
 
 void FakeService::hold() {
@@ -257,7 +266,9 @@ void FakeService::answer(GDBusMessage *message, const ReceivedCall &call) {
         const std::string command =
             call.json.isObject() ? call.json["method"].asString() : std::string();
         const auto commandReply = m_commandReplies.find(command);
-        if (!m_errorName.empty()) {
+        if (m_makeReply) {
+            response = m_makeReply(message, call);
+        } else if (!m_errorName.empty()) {
             response = g_dbus_message_new_method_error_literal(message, m_errorName.c_str(),
                                                                m_errorMessage.c_str());
         } else {
@@ -270,7 +281,9 @@ void FakeService::answer(GDBusMessage *message, const ReceivedCall &call) {
             }
         }
     }
-    g_dbus_connection_send_message(m_connection.get(), response, G_DBUS_SEND_MESSAGE_FLAGS_NONE,
-                                   nullptr, nullptr);
-    g_object_unref(response);
+    if (response != nullptr) {
+        g_dbus_connection_send_message(m_connection.get(), response, G_DBUS_SEND_MESSAGE_FLAGS_NONE,
+                                       nullptr, nullptr);
+        g_object_unref(response);
+    }
 }

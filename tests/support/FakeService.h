@@ -61,6 +61,9 @@ class FakeService {
     void replyTo(const std::string &command, const std::string &text);
     void replyWith(std::function<GVariant *(const ReceivedCall &)> makeBody);
     void replyWithError(const std::string &name, const std::string &message);
+    // The whole answer is made on the connection's thread; null for none at all.
+    using MakeReply = std::function<GDBusMessage *(GDBusMessage *message, const ReceivedCall &)>;
+    void replyWithMessage(MakeReply makeReply);
 
     // Withholds every answer until release().
     void hold();
@@ -102,6 +105,7 @@ class FakeService {
     mutable std::condition_variable m_changed;
     std::vector<ReceivedCall> m_calls;
     std::function<GVariant *(const ReceivedCall &)> m_makeBody;
+    MakeReply m_makeReply;
     std::map<std::string, std::string> m_commandReplies;
     std::string m_errorName;
     std::string m_errorMessage;

@@ -49,13 +49,14 @@ std::string bashValue(const DocumentedOption &option) {
            (option.valueName == "DIR" ? "-d" : "-f") + " -- \"$word\"); ";
 }
 
-void writeBashValues(std::ostream &out, const CLI::App &command) {
+// `name` is the command's, or nothing for the program.
+void writeBashValues(std::ostream &out, const CLI::App &command, const std::string &name) {
     for (const DocumentedOption &option : optionsOf(command)) {
         if (option.isPositional || !option.takesValue) {
             continue;
         }
-        for (const std::string &name : option.names) {
-            out << "        " << command.get_name() << ":" << name << ") " << bashValue(option)
+        for (const std::string &optionName : option.names) {
+            out << "        " << name << ":" << optionName << ") " << bashValue(option)
                 << "return ;;\n";
         }
     }
@@ -104,53 +105,7 @@ void writeZshArguments(std::ostream &out, const CLI::App &command, const char *i
     }
 }
 
-}  // namespace
-
-void writeBashCompletion(std::ostream &out, const CLI::App &program) {
-    const std::vector<const CLI::App *> commands = commandsOf(program);
-    const std::vector<std::string> names = namesOf(commands);
-    writeComment(out, program);
-    out << functionName(program)
-        << "() {\n"
-           "    local word=${COMP_WORDS[COMP_CWORD]} command='' words='' i\n"
-           "    COMPREPLY=()\n"
-           "    for ((i = 1; i < COMP_CWORD; i++)); do\n"
-           "        case ${COMP_WORDS[i]} in\n"
-           "            --) compopt -o default 2>/dev/null; return ;;\n"
-           "            "
-        << joined(names, " | ")
-        << ") [ -n \"$command\" ] || command=${COMP_WORDS[i]} ;;\n"
-           "        esac\n"
-           "    done\n"
-           "    case $command:${COMP_WORDS[COMP_CWORD - 1]} in\n";
-    for (const CLI::App *command : commands) {
-        writeBashValues(out, *command);
-    }
-    out << "    esac\n"
-           "    case $command in\n"
-           "        '') words='"
-        << joined(names, " ") << " " << joined(wordsOf(program), " ") << "' ;;\n";
-    for (const CLI::App *command : commands) {
-        out << "        " << command->get_name() << ") words='" << joined(wordsOf(*command), " ")
-            << "' ;;\n";
-    }
-    out << "    esac\n"
-           "    mapfile -t COMPREPLY < <(compgen -W \"$words\" -- \"$word\")\n"
-           "}\n"
-           "complete -F "
-        << functionName(program) << " " << program.get_name() << "\n";
-}
-
-void writeZshCompletion(std::ostream &out, const CLI::App &program) {
-    const std::vector<const CLI::App *> commands = commandsOf(program);
-    out << "#compdef " << program.get_name() << "\n";
-    writeComment(out, program);
-    out << functionName(program)
-        << "() {\n"
-           "    local context state state_descr line\n"
-           "    typeset -A opt_args\n"
-           "    _arguments -C";
-    writeZshArguments(out, program, "        ");
+void writeZshCommands(std::ostream &out, const std::vector<const CLI::App *> &commands) {
     out << " \\\n"
            "        '1:command:->command' '*::argument:->argument'\n"
            "    case $state in\n"
@@ -172,7 +127,63 @@ void writeZshCompletion(std::ostream &out, const CLI::App &program) {
     }
     out << "            esac\n"
            "            ;;\n"
-           "    esac\n"
+           "    esac\n";
+}
+
+}  // namespace
+
+void writeBashCompletion(std::ostream &out, const CLI::App &program) {
+    const std::vector<const CLI::App *> commands = commandsOf(program);
+    const std::vector<std::string> names = namesOf(commands);
+    writeComment(out, program);
+    out << functionName(program)
+        << "() {\n"
+           "    local word=${COMP_WORDS[COMP_CWORD]} command='' words='' i\n"
+           "    COMPREPLY=()\n"
+           "    for ((i = 1; i < COMP_CWORD; i++)); do\n"
+           "        case ${COMP_WORDS[i]} in\n"
+           "            --) compopt -o default 2>/dev/null; return ;;\n";
+    if (!names.empty()) {
+        out << "            " << joined(names, " | ")
+            << ") [ -n \"$command\" ] || command=${COMP_WORDS[i]} ;;\n";
+    }
+    out << "        esac\n"
+           "    done\n"
+           "    case $command:${COMP_WORDS[COMP_CWORD - 1]} in\n";
+    writeBashValues(out, program, "");
+    for (const CLI::App *command : commands) {
+        writeBashValues(out, *command, command->get_name());
+    }
+    out << "    esac\n"
+           "    case $command in\n"
+           "        '') words='"
+        << joined(names, " ") << (names.empty() ? "" : " ") << joined(wordsOf(program), " ")
+        << "' ;;\n";
+    for (const CLI::App *command : commands) {
+        out << "        " << command->get_name() << ") words='" << joined(wordsOf(*command), " ")
+            << "' ;;\n";
+    }
+    out << "    esac\n"
+           "    mapfile -t COMPREPLY < <(compgen -W \"$words\" -- \"$word\")\n"
            "}\n"
-        << functionName(program) << " \"$@\"\n";
+           "complete -F "
+        << functionName(program) << " " << program.get_name() << "\n";
+}
+
+void writeZshCompletion(std::ostream &out, const CLI::App &program) {
+    const std::vector<const CLI::App *> commands = commandsOf(program);
+    out << "#compdef " << program.get_name() << "\n";
+    writeComment(out, program);
+    out << functionName(program)
+        << "() {\n"
+           "    local context state state_descr line\n"
+           "    typeset -A opt_args\n"
+           "    _arguments -C";
+    writeZshArguments(out, program, "        ");
+    if (commands.empty()) {
+        out << "\n";
+    } else {
+        writeZshCommands(out, commands);
+    }
+    out << "}\n" << functionName(program) << " \"$@\"\n";
 }

@@ -101,18 +101,21 @@ void writeManualPage(std::ostream &out, const CLI::App &program) {
     const std::string &name = program.get_name();
     const std::string description = program.get_description();
     const std::string brief = description.substr(0, description.find_first_of(".\n"));
+    const std::vector<const CLI::App *> commands = commandsOf(program);
     out << ".TH " << upperCase(escaped(name)) << " 1 \"\" \"source-api " SOURCE_API_VERSION "\"\n"
         << ".SH NAME\n"
         << escaped(name) << " \\- " << escaped(brief) << '\n'
-        << ".SH SYNOPSIS\n.B " << escaped(name) << "\n[OPTIONS] COMMAND ...\n"
-        << ".SH DESCRIPTION\n";
+        << ".SH SYNOPSIS\n.B " << escaped(name) << "\n[OPTIONS]"
+        << (commands.empty() ? "" : " COMMAND ...") << "\n.SH DESCRIPTION\n";
     writeText(out, description, false);
     out << ".SH OPTIONS\n";
     for (const DocumentedOption &option : optionsOf(program)) {
         writeOption(out, option);
     }
-    out << ".SH COMMANDS\n";
-    for (const CLI::App *command : commandsOf(program)) {
+    if (!commands.empty()) {
+        out << ".SH COMMANDS\n";
+    }
+    for (const CLI::App *command : commands) {
         writeCommand(out, *command);
     }
     writeText(out, program.get_footer(), true);

@@ -1,0 +1,93 @@
+// SPDX-FileCopyrightText: The source-api authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "Source.h"
+
+#include <glib.h>
+
+#include <algorithm>
+#include <limits>
+
+namespace {
+
+bool hasMember(const Json::Value &list, const char *member, const Json::Value &value) {
+    return std::any_of(list.begin(), list.end(), [&](const Json::Value &element) {
+        return element.isObject() && element[member] == value;
+    });
+}
+
+std::string nameIn(const Json::Value &element, const char *member) {
+    const std::string text = element[member].asString();
+    return percentDecoded(text).value_or(text);
+}
+
+}  // namespace
+
+std::vector<Source> sourcesIn(const Json::Value &list) {
+    std::vector<Source> sources;
+    for (const Json::Value &element : list) {
+        sources.push_back({element["sourceType"].asInt(), element["mbrActivityIndex"].asInt(),
+                           element["uniqueKey"].asString(), nameIn(element, "editName"),
+                           nameIn(element, "detectedName")});
+    }
+    return sources;
+}
+
+const Source *findKey(const std::vector<Source> &sources, const std::string &key) {
+    const auto found = std::find_if(sources.begin(), sources.end(),
+                                    [&](const Source &source) { return source.key == key; });
+    return found != sources.end() ? &*found : nullptr;
+}
+
+std::optional<std::string> percentDecoded(const std::string &text) {
+    std::string decoded;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        if (text[at] != '%') {
+            decoded += text[at];
+            continue;
+        }
+        if (at + 2 >= text.size() || !g_ascii_isxdigit(text[at + 1]) ||
+            !g_ascii_isxdigit(text[at + 2])) {
+            return std::nullopt;
+        }
+        decoded += static_cast<char>(g_ascii_xdigit_value(text[at + 1]) * 16 +
+                                     g_ascii_xdigit_value(text[at + 2]));
+        at += 2;
+    }
+    const bool isText =
+        g_utf8_validate(decoded.data(), static_cast<gssize>(decoded.size()), nullptr) != FALSE;
+    return isText ? std::optional(decoded) : std::nullopt;
+}
+
+Json::Value elementOf(const Json::Value &list, const Source &source) {
+    for (const Json::Value &element : list) {
+        const auto is = [&](const char *member, Json::ValueType type, const Json::Value &value) {
+            const Json::Value &given = element[member];
+            return given.isConvertibleTo(type) &&
+                   (type == Json::intValue ? given.asInt() == value.asInt()
+                                           : given.asString() == value.asString());
+        };
+        if (element.isObject() && is("sourceType", Json::intValue, source.type) &&
+            is("mbrActivityIndex", Json::intValue, source.index) &&
+            is("uniqueKey", Json::stringValue, source.key)) {
+            return element;
+        }
+    }
+    return Json::nullValue;
+}
+
+std::int32_t unknownType(const Json::Value &list) {
+    std::int32_t type = std::numeric_limits<std::int32_t>::max();
+    while (hasMember(list, "sourceType", type)) {
+        --type;
+    }
+    return type;
+}
+
+std::string unknownKey(const Json::Value &list) {
+    std::string key = "no-such-source";
+    while (hasMember(list, "uniqueKey", key)) {
+        key += "-";
+    }
+    return key;
+}
