@@ -13,11 +13,10 @@
 
 #include "Bus.h"
 #include "Control.h"
+#include "EmulatedTv.h"
 #include "EmulatorRoot.h"
 #include "Lifeline.h"
 #include "ReadinessEvent.h"
-#include "SourceService.h"
-#include "SourceState.h"
 
 namespace {
 
@@ -160,10 +159,9 @@ class Presence {
 int serveOn(const std::string &busAddress, const std::filesystem::path &root,
             LauncherWatch *launcher) {
     const Connection connection = connectTo(busAddress);
-    SourceState state(root);
     Session session(connection.get(), launcher);
-    const SourceService service(connection.get(), state);
-    const Control control(connection.get(), state, service);
+    EmulatedTv tv(busAddress, root);
+    const Control control(connection.get(), tv);
     const Presence presence(root, busAddress);
     if (launcher != nullptr) {
         sayReady(launcher->lifeline());
