@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "Fault.h"
+#include "Trace.h"
 
 // What a subcommand was given, and what it does once everything has been read.
 struct Request {
@@ -26,6 +27,7 @@ struct Request {
     std::optional<std::uint32_t> deviceType;
     std::string power;
     FaultOrder fault;
+    TracePlan trace;
     std::function<int()> action;
 };
 
@@ -33,5 +35,6 @@ struct Request {
 void addStartCommands(CLI::App &app, Request &request);
 void addDeviceCommands(CLI::App &app, Request &request);
 void addFaultCommand(CLI::App &app, Request &request);
+void addTraceCommand(CLI::App &app, Request &request);
 
 #endif

@@ -29,6 +29,7 @@ void describe(CLI::App &app, Request &request) {
     addStartCommands(app, request);
     addDeviceCommands(app, request);
     addFaultCommand(app, request);
+    addTraceCommand(app, request);
 }
 
 }  // namespace

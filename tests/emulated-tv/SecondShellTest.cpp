@@ -86,7 +86,7 @@ TEST_F(SecondShellTest, WrongUsageIsTwo) {
 
 TEST_F(SecondShellTest, HelpIsThereForEveryCommand) {
     for (const char *name :
-         {"run", "serve", "list", "plug", "unplug", "rename", "power", "fault"}) {
+         {"run", "serve", "list", "plug", "unplug", "rename", "power", "fault", "trace"}) {
         const Result result = command({name, "--help"});
         EXPECT_EQ(result.code, 0);
         EXPECT_THAT(result.output, AllOf(HasSubstr("--root"), Not(HasSubstr("lifeline"))));
