@@ -16,11 +16,15 @@
 #include "Fault.h"
 #include "Trace.h"
 
+constexpr int wrongUsage = 2;
+
 // What a subcommand was given, and what it does once everything has been read.
 struct Request {
     std::optional<std::filesystem::path> root;
     std::vector<std::string> command;
     int lifeline = -1;
+    std::string scenario;
+    int scenarioText = -1;
     std::string source;
     std::string name;
     std::optional<std::string> deviceName;

@@ -9,8 +9,6 @@
 
 namespace {
 
-constexpr int wrongUsage = 2;
-
 // The parser gives some texts a meaning of its own, so a command is taken out before it looks.
 std::vector<std::string> takeCommand(std::vector<std::string> &arguments) {
     const auto mark = std::find(arguments.begin(), arguments.end(), "--");

@@ -7,8 +7,9 @@
 
 #include "Refusal.h"
 
-EmulatedTv::EmulatedTv(std::string busAddress, const std::filesystem::path &root)
-    : m_busAddress(std::move(busAddress)), m_state(root) {
+EmulatedTv::EmulatedTv(std::string busAddress, const std::filesystem::path &root,
+                       const std::optional<SourceModel> &sources)
+    : m_busAddress(std::move(busAddress)), m_state(root, sources) {
     startService();
 }
 
@@ -36,6 +37,17 @@ void EmulatedTv::change(ListChange what, const std::function<void(SourceModel &)
     }
 }
 
+void EmulatedTv::emit(ListChange change) {
+    requireService();
+    m_service->announce(change);
+}
+
+void EmulatedTv::requireService() const {
+    if (!m_service) {
+        throw Refusal("the source service is dead; \"tv-emulator fault restart\" brings it back");
+    }
+}
+
 void EmulatedTv::fault(const FaultOrder &order) {
     checkFaultOrder(order);
     if (concernsAnswers(order.kind)) {
@@ -48,11 +60,11 @@ void EmulatedTv::fault(const FaultOrder &order) {
             crash();
         }
         startService();
-    } else if (!m_service) {
-        throw Refusal("the source service is dead; \"tv-emulator fault restart\" brings it back");
     } else if (order.kind == FaultKind::Crash) {
+        requireService();
         crash();
     } else {
+        requireService();
         m_flood.start(*order.count, order.perSecond,
                       [this] { m_service->announce(ListChange::Described); });
     }

@@ -22,7 +22,9 @@
 class EmulatedTv {
  public:
     // Throws std::runtime_error when the root cannot be used or the bus has a service already.
-    EmulatedTv(std::string busAddress, const std::filesystem::path &root);
+    // Begins with the sources that are given, else with those that the root holds.
+    EmulatedTv(std::string busAddress, const std::filesystem::path &root,
+               const std::optional<SourceModel> &sources = std::nullopt);
 
     const SourceModel &model() const { return m_state.model(); }
 
@@ -33,9 +35,12 @@ class EmulatedTv {
     void rename(const std::string &source, const std::string &name);
     void setPower(const std::string &source, bool on);
 
+    // Announces a change though there may be none.
+    void emit(ListChange change);
     void fault(const FaultOrder &order);
 
  private:
+    void requireService() const;
     void change(ListChange what, const std::function<void(SourceModel &)> &edit);
     void startService();
     void crash();
