@@ -17,6 +17,7 @@ function(source_api_document_command program generator)
         COMMAND ${generator} man > ${man}
         COMMAND ${generator} bash > ${bash}
         COMMAND ${generator} zsh > ${zsh}
+        DEPENDS ${generator}
         VERBATIM)
     add_custom_target(${program}-share ALL DEPENDS ${man} ${bash} ${zsh})
     install(FILES ${man} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)

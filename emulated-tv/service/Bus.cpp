@@ -8,17 +8,15 @@
 
 namespace {
 
-guint32 askBus(GDBusConnection *connection, const char *method, GVariant *arguments) {
+Variant askBus(GDBusConnection *connection, const char *method, GVariant *arguments) {
     g_autoptr(GError) error = nullptr;
-    const Variant reply(g_dbus_connection_call_sync(
+    Variant reply(g_dbus_connection_call_sync(
         connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", method,
-        arguments, G_VARIANT_TYPE("(u)"), G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error));
+        arguments, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error));
     if (!reply) {
         throw std::runtime_error(error->message);
     }
-    guint32 result = 0;
-    g_variant_get(reply.get(), "(u)", &result);
-    return result;
+    return reply;
 }
 
 void onMethodCall(GDBusConnection *, const gchar *, const gchar *, const gchar *,
@@ -40,6 +38,13 @@ Connection connectTo(const std::string &address) {
         throw std::runtime_error(error->message);
     }
     return connection;
+}
+
+bool isOnBus(GDBusConnection *connection, const std::string &name) {
+    const Variant reply = askBus(connection, "NameHasOwner", g_variant_new("(s)", name.c_str()));
+    gboolean isThere = FALSE;
+    g_variant_get(reply.get(), "(b)", &isThere);
+    return isThere != FALSE;
 }
 
 std::string systemBusAddress() {
@@ -75,7 +80,11 @@ OwnedName::OwnedName(GDBusConnection *connection, const char *name)
     : m_connection(connection), m_name(name) {
     constexpr guint32 doNotQueue = 4;
     constexpr guint32 isOwner = 1;
-    if (askBus(connection, "RequestName", g_variant_new("(su)", name, doNotQueue)) != isOwner) {
+    const Variant reply =
+        askBus(connection, "RequestName", g_variant_new("(su)", name, doNotQueue));
+    guint32 result = 0;
+    g_variant_get(reply.get(), "(u)", &result);
+    if (result != isOwner) {
         throw std::runtime_error("the name " + std::string(name) + " is taken on this bus");
     }
 }

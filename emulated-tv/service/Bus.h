@@ -24,6 +24,9 @@ using Variant = std::unique_ptr<GVariant, Unreference>;
 // A connection of its own to the bus at the address. The process outlives the bus.
 Connection connectTo(const std::string &address);
 
+// Whether somebody has the name, which may be a connection's own, on the bus now.
+bool isOnBus(GDBusConnection *connection, const std::string &name);
+
 // The address that this process finds the system bus at.
 std::string systemBusAddress();
 

@@ -3,7 +3,6 @@
 
 #include "Commands.h"
 
-#include <map>
 #include <stdexcept>
 
 #include "JsonText.h"
@@ -30,6 +29,20 @@ constexpr auto indexOfIcons = "MbrActivityIndex";
 
 }  // namespace
 
+std::vector<std::string> Commands::names() {
+    std::vector<std::string> names;
+    for (const auto &[name, command] : table()) {
+        names.push_back(name);
+    }
+    return names;
+}
+
+std::string Commands::nameIn(const std::string &request) {
+    const Json::Value document = parseJson(request).value_or(Json::nullValue);
+    const Json::Value method = document.isObject() ? document["method"] : Json::Value();
+    return method.isString() ? method.asString() : "";
+}
+
 Commands::Answer Commands::answer(const std::string &request) {
     const auto document = parseJson(request);
     if (!document || !document->isObject()) {
@@ -52,7 +65,7 @@ Commands::Answer Commands::answer(const std::string &request) {
     }
 }
 
-Commands::Command Commands::find(const Json::Value &request) {
+const std::map<std::string, Commands::Command> &Commands::table() {
     static const std::map<std::string, Command> commands = {
         {"SourceConnect", &Commands::sourceConnect},
         {"RunApp", &Commands::runApp},
@@ -64,9 +77,13 @@ Commands::Command Commands::find(const Json::Value &request) {
         {"UtilGetCustomIconPath", &Commands::getCustomIconPath},
         {"UtilGetUsbData", &Commands::getUsbData},
     };
+    return commands;
+}
+
+Commands::Command Commands::find(const Json::Value &request) {
     const Json::Value &method = request["method"];
-    const auto found = method.isString() ? commands.find(method.asString()) : commands.end();
-    return found != commands.end() ? found->second : nullptr;
+    const auto found = method.isString() ? table().find(method.asString()) : table().end();
+    return found != table().end() ? found->second : nullptr;
 }
 
 std::optional<ListChange> Commands::sourceConnect(const Json::Value &data, Json::Value &) {

@@ -6,8 +6,10 @@
 
 #include <json/json.h>
 
+#include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "SourceState.h"
 
@@ -20,6 +22,10 @@ class Commands {
         std::optional<ListChange> change;
     };
 
+    // Every command that there is, and the one that a request names; empty for none.
+    static std::vector<std::string> names();
+    static std::string nameIn(const std::string &request);
+
     explicit Commands(SourceState &state) : m_state(state) {}
 
     // Always an answer: "return_data" is false for a request that is refused, and "dbus_result"
@@ -30,6 +36,7 @@ class Commands {
     // A command adds its own members to the reply.
     using Command = std::optional<ListChange> (Commands::*)(const Json::Value &data,
                                                             Json::Value &reply);
+    static const std::map<std::string, Command> &table();
     static Command find(const Json::Value &request);
 
     std::optional<ListChange> sourceConnect(const Json::Value &data, Json::Value &reply);

@@ -3,6 +3,7 @@
 
 #include "Control.h"
 
+#include <map>
 #include <stdexcept>
 
 #include "JsonText.h"
@@ -13,7 +14,8 @@ constexpr auto busName = "tv_emulator.control";
 constexpr auto objectPath = "/tv_emulator/control";
 constexpr auto refusedError = "tv_emulator.control.Refused";
 
-// Plug's options are "name" (s) and "device_type" (u).
+// Plug's options are "name" (s) and "device_type" (u); those of Fault are "command" (s), "count"
+// (u), "delay" (u, milliseconds) and "per_second" (u).
 constexpr auto introspection = R"xml(
 <node>
   <interface name="tv_emulator.control">
@@ -35,49 +37,93 @@ constexpr auto introspection = R"xml(
       <arg name="source" type="s" direction="in"/>
       <arg name="on" type="b" direction="in"/>
     </method>
+    <method name="Fault">
+      <arg name="kind" type="s" direction="in"/>
+      <arg name="options" type="a{sv}" direction="in"/>
+    </method>
   </interface>
 </node>
 )xml";
 
-std::optional<ListChange> plugDevice(SourceState &state, GVariant *arguments) {
+std::optional<std::string> textIn(GVariant *options, const char *key) {
+    const char *text = nullptr;
+    return g_variant_lookup(options, key, "&s", &text) != FALSE ? std::optional<std::string>(text)
+                                                                : std::nullopt;
+}
+
+std::optional<std::uint32_t> numberIn(GVariant *options, const char *key) {
+    guint32 number = 0;
+    return g_variant_lookup(options, key, "u", &number) != FALSE ? std::optional(number)
+                                                                 : std::nullopt;
+}
+
+void plugDevice(EmulatedTv &tv, GVariant *arguments) {
     const char *source = nullptr;
     g_autoptr(GVariant) options = nullptr;
     g_variant_get(arguments, "(&s@a{sv})", &source, &options);
-    const char *name = nullptr;
-    std::optional<std::string> newName;
-    if (g_variant_lookup(options, "name", "&s", &name) != FALSE) {
-        newName = name;
-    }
-    guint32 number = 0;
-    std::optional<std::uint32_t> deviceType;
-    if (g_variant_lookup(options, "device_type", "u", &number) != FALSE) {
-        deviceType = number;
-    }
-    return state.change(ListChange::Plugged,
-                        [&](SourceModel &model) { model.plug(source, newName, deviceType); });
+    tv.plug(source, textIn(options, "name"), numberIn(options, "device_type"));
 }
 
-std::optional<ListChange> renameSource(SourceState &state, GVariant *arguments) {
+void unplugDevice(EmulatedTv &tv, GVariant *arguments) {
+    const char *source = nullptr;
+    g_variant_get(arguments, "(&s)", &source);
+    tv.unplug(source);
+}
+
+void renameSource(EmulatedTv &tv, GVariant *arguments) {
     const char *source = nullptr;
     const char *name = nullptr;
     g_variant_get(arguments, "(&s&s)", &source, &name);
-    return state.change(ListChange::Described,
-                        [&](SourceModel &model) { model.rename(source, name); });
+    tv.rename(source, name);
 }
 
-std::optional<ListChange> setSourcePower(SourceState &state, GVariant *arguments) {
+void setSourcePower(EmulatedTv &tv, GVariant *arguments) {
     const char *source = nullptr;
     gboolean on = FALSE;
     g_variant_get(arguments, "(&sb)", &source, &on);
-    return state.change(ListChange::Power,
-                        [&](SourceModel &model) { model.setPower(source, on != FALSE); });
+    tv.setPower(source, on != FALSE);
 }
+
+void makeFault(EmulatedTv &tv, GVariant *arguments) {
+    const char *kind = nullptr;
+    g_autoptr(GVariant) options = nullptr;
+    g_variant_get(arguments, "(&s@a{sv})", &kind, &options);
+    FaultOrder order;
+    order.kind = faultKind(kind);
+    order.count = numberIn(options, "count");
+    order.command = textIn(options, "command");
+    order.delay = numberIn(options, "delay");
+    order.perSecond = numberIn(options, "per_second");
+    tv.fault(order);
+}
+
+// An option that is not given is left out.
+class Options {
+ public:
+    Options() { g_variant_builder_init(&m_builder, G_VARIANT_TYPE_VARDICT); }
+
+    Options &add(const char *key, const std::optional<std::string> &text) {
+        if (text) {
+            g_variant_builder_add(&m_builder, "{sv}", key, g_variant_new_string(text->c_str()));
+        }
+        return *this;
+    }
+    Options &add(const char *key, std::optional<std::uint32_t> number) {
+        if (number) {
+            g_variant_builder_add(&m_builder, "{sv}", key, g_variant_new_uint32(*number));
+        }
+        return *this;
+    }
+    GVariant *end() { return g_variant_builder_end(&m_builder); }
+
+ private:
+    GVariantBuilder m_builder;
+};
 
 }  // namespace
 
-Control::Control(GDBusConnection *connection, SourceState &state, const SourceService &service)
-    : m_state(state),
-      m_service(service),
+Control::Control(GDBusConnection *connection, EmulatedTv &tv)
+    : m_tv(tv),
       m_object(
           connection, objectPath, introspection,
           [this](const std::string &method, GVariant *arguments,
@@ -87,34 +133,24 @@ Control::Control(GDBusConnection *connection, SourceState &state, const SourceSe
 void Control::answer(const std::string &method, GVariant *arguments,
                      GDBusMethodInvocation *invocation) {
     if (method == "List") {
-        const std::string sources = jsonLine(m_state.model().toJson());
+        const std::string sources = jsonLine(m_tv.model().toJson());
         g_dbus_method_invocation_return_value(invocation, g_variant_new("(s)", sources.c_str()));
         return;
     }
     try {
-        const auto change = carryOut(method, arguments);
+        carryOut(method, arguments);
         g_dbus_method_invocation_return_value(invocation, nullptr);
-        if (change) {
-            m_service.announce(*change);
-        }
     } catch (const std::runtime_error &error) {
         g_dbus_method_invocation_return_dbus_error(invocation, refusedError, error.what());
     }
 }
 
-std::optional<ListChange> Control::carryOut(const std::string &method, GVariant *arguments) {
-    if (method == "Plug") {
-        return plugDevice(m_state, arguments);
-    }
-    if (method == "Rename") {
-        return renameSource(m_state, arguments);
-    }
-    if (method == "SetPower") {
-        return setSourcePower(m_state, arguments);
-    }
-    const char *source = nullptr;
-    g_variant_get(arguments, "(&s)", &source);
-    return m_state.change(ListChange::Unplugged, [&](SourceModel &model) { model.unplug(source); });
+void Control::carryOut(const std::string &method, GVariant *arguments) {
+    static const std::map<std::string, void (*)(EmulatedTv &, GVariant *)> methods = {
+        {"Plug", plugDevice},         {"Unplug", unplugDevice}, {"Rename", renameSource},
+        {"SetPower", setSourcePower}, {"Fault", makeFault},
+    };
+    methods.at(method)(m_tv, arguments);
 }
 
 RemoteControl::RemoteControl(const std::string &busAddress) : m_connection(connectTo(busAddress)) {}
@@ -128,15 +164,8 @@ SourceModel RemoteControl::sources() const {
 
 void RemoteControl::plug(const std::string &source, const std::optional<std::string> &name,
                          std::optional<std::uint32_t> deviceType) const {
-    GVariantBuilder options;
-    g_variant_builder_init(&options, G_VARIANT_TYPE_VARDICT);
-    if (name) {
-        g_variant_builder_add(&options, "{sv}", "name", g_variant_new_string(name->c_str()));
-    }
-    if (deviceType) {
-        g_variant_builder_add(&options, "{sv}", "device_type", g_variant_new_uint32(*deviceType));
-    }
-    call("Plug", g_variant_new("(sa{sv})", source.c_str(), &options));
+    GVariant *options = Options().add("name", name).add("device_type", deviceType).end();
+    call("Plug", g_variant_new("(s@a{sv})", source.c_str(), options));
 }
 
 void RemoteControl::unplug(const std::string &source) const {
@@ -149,6 +178,16 @@ void RemoteControl::rename(const std::string &source, const std::string &name) c
 
 void RemoteControl::setPower(const std::string &source, bool on) const {
     call("SetPower", g_variant_new("(sb)", source.c_str(), static_cast<gboolean>(on)));
+}
+
+void RemoteControl::fault(const FaultOrder &order) const {
+    GVariant *options = Options()
+                            .add("count", order.count)
+                            .add("command", order.command)
+                            .add("delay", order.delay)
+                            .add("per_second", order.perSecond)
+                            .end();
+    call("Fault", g_variant_new("(s@a{sv})", faultName(order.kind).c_str(), options));
 }
 
 Variant RemoteControl::call(const char *method, GVariant *arguments) const {

@@ -11,22 +11,21 @@
 #include <string>
 
 #include "Bus.h"
+#include "EmulatedTv.h"
+#include "Fault.h"
 #include "SourceModel.h"
-#include "SourceService.h"
-#include "SourceState.h"
 
 // The object on the bus.
 class Control {
  public:
-    // All three must outlive the object. Throws std::runtime_error when the bus already has one.
-    Control(GDBusConnection *connection, SourceState &state, const SourceService &service);
+    // Both must outlive the object. Throws std::runtime_error when the bus already has one.
+    Control(GDBusConnection *connection, EmulatedTv &tv);
 
  private:
     void answer(const std::string &method, GVariant *arguments, GDBusMethodInvocation *invocation);
-    std::optional<ListChange> carryOut(const std::string &method, GVariant *arguments);
+    void carryOut(const std::string &method, GVariant *arguments);
 
-    SourceState &m_state;
-    const SourceService &m_service;
+    EmulatedTv &m_tv;
     ExportedObject m_object;
     OwnedName m_name;
 };
@@ -42,6 +41,7 @@ class RemoteControl {
     void unplug(const std::string &source) const;
     void rename(const std::string &source, const std::string &name) const;
     void setPower(const std::string &source, bool on) const;
+    void fault(const FaultOrder &order) const;
 
  private:
     Variant call(const char *method, GVariant *arguments) const;

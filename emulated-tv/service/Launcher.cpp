@@ -5,10 +5,12 @@
 
 #include <glib.h>
 #include <poll.h>
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
@@ -50,6 +52,20 @@ std::string shellWord(const std::string &text) {
     return word;
 }
 
+// Of the file that was checked, only what was read then counts.
+FileDescriptor fileWith(const std::string &text) {
+    FileDescriptor file(memfd_create("scenario", MFD_CLOEXEC));
+    std::size_t written = 0;
+    while (written < text.size()) {
+        const ssize_t size = write(file.get(), text.data() + written, text.size() - written);
+        if (size < 0) {
+            throw std::system_error(errno, std::generic_category(), "cannot pass the scenario on");
+        }
+        written += static_cast<std::size_t>(size);
+    }
+    return file;
+}
+
 }  // namespace
 
 Launcher::Launcher(LaunchPlan plan) : m_plan(std::move(plan)) {
@@ -89,6 +105,13 @@ void Launcher::startService() {
         plan.command.push_back("--root=" + m_plan.root->string());
     }
     plan.keeps = {serviceEnd.get()};
+    FileDescriptor scenario;
+    if (m_plan.scenario) {
+        scenario = fileWith(m_plan.scenario->text);
+        plan.keeps.push_back(scenario.get());
+        plan.command.push_back("--scenario=" + m_plan.scenario->name);
+        plan.command.push_back("--scenario-text=" + std::to_string(scenario.get()));
+    }
     plan.isDaemon = true;
     m_service = startChild(plan);
     serviceEnd.reset();
@@ -155,6 +178,8 @@ int Launcher::waitForInterrupt() {
               << "export " << busVariable << '=' << shellWord(m_busAddress) << '\n'
               << "export " << tvRootVariable << '=' << shellWord(m_places->root.string()) << '\n'
               << "# Ctrl-C here, or \"kill " << getpid() << "\" there, turns it off." << std::endl;
+    // No group, but the word that begins a scenario.
+    sayGroup(m_lifeline.get(), 0);
     while (m_bus != 0 && m_service != 0) {
         const int signal = m_signals.next();
         if (asksToEnd(signal)) {

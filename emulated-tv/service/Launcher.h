@@ -19,11 +19,19 @@
 #include "SignalInbox.h"
 #include "Terminal.h"
 
+struct ScenarioFile {
+    // For messages.
+    std::string name;
+    std::string text;
+};
+
 struct LaunchPlan {
     // Nothing for a folder that goes with the emulator.
     std::optional<std::filesystem::path> root;
     // Nothing to serve until interrupted.
     std::vector<std::string> command;
+    // What happens at the TV, in a scenario that has no mistakes.
+    std::optional<ScenarioFile> scenario;
 };
 
 // A whole emulated TV: a root, a private bus, the service, and a command that uses them. All of it

@@ -10,14 +10,16 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <functional>
+#include <utility>
 
 #include "Bus.h"
 #include "Control.h"
+#include "EmulatedTv.h"
 #include "EmulatorRoot.h"
 #include "Lifeline.h"
+#include "Player.h"
 #include "ReadinessEvent.h"
-#include "SourceService.h"
-#include "SourceState.h"
 
 namespace {
 
@@ -79,9 +81,10 @@ class LauncherWatch {
 // Waits for the reason to end, answering the bus meanwhile.
 class Session {
  public:
-    // Without a launcher the bus's going is a reason, too.
-    Session(GDBusConnection *connection, LauncherWatch *launcher)
-        : m_loop(g_main_loop_new(nullptr, FALSE)), m_launcher(launcher) {
+    // Without a launcher the bus's going is a reason, too. A launcher's first word after the start
+    // says that the command begins.
+    Session(GDBusConnection *connection, LauncherWatch *launcher, std::function<void()> begin)
+        : m_loop(g_main_loop_new(nullptr, FALSE)), m_launcher(launcher), m_begin(std::move(begin)) {
         for (const int each : {SIGINT, SIGTERM, SIGHUP}) {
             g_unix_signal_add(each, onSignal, this);
         }
@@ -116,6 +119,7 @@ class Session {
     static gboolean onLifeline(gint, GIOCondition, gpointer data) {
         auto *session = static_cast<Session *>(data);
         if (session->m_launcher->hear()) {
+            session->m_begin();
             return G_SOURCE_CONTINUE;
         }
         session->endWith(EXIT_FAILURE);
@@ -128,6 +132,7 @@ class Session {
 
     GMainLoop *m_loop;
     LauncherWatch *m_launcher;
+    std::function<void()> m_begin;
     int m_exitCode = EXIT_SUCCESS;
 };
 
@@ -158,12 +163,19 @@ class Presence {
 
 // Serves on the bus until there is a reason to end.
 int serveOn(const std::string &busAddress, const std::filesystem::path &root,
-            LauncherWatch *launcher) {
+            LauncherWatch *launcher, const std::optional<Scenario> &scenario) {
     const Connection connection = connectTo(busAddress);
-    SourceState state(root);
-    Session session(connection.get(), launcher);
-    const SourceService service(connection.get(), state);
-    const Control control(connection.get(), state, service);
+    std::optional<Player> player;
+    Session session(connection.get(), launcher, [&player] {
+        if (player) {
+            player->start();
+        }
+    });
+    EmulatedTv tv(busAddress, root, scenario ? scenario->tv() : std::nullopt);
+    if (scenario) {
+        player.emplace(*scenario, tv);
+    }
+    const Control control(connection.get(), tv);
     const Presence presence(root, busAddress);
     if (launcher != nullptr) {
         sayReady(launcher->lifeline());
@@ -176,13 +188,15 @@ int serveOn(const std::string &busAddress, const std::filesystem::path &root,
 int serve(const std::filesystem::path &root) {
     std::filesystem::create_directories(root);
     const FileDescriptor lock = lockRoot(root);
-    return serveOn(systemBusAddress(), root, nullptr);
+    return serveOn(systemBusAddress(), root, nullptr, std::nullopt);
 }
 
-int serveForLauncher(int lifeline, const std::optional<std::filesystem::path> &root) {
+int serveForLauncher(int lifeline, const std::optional<std::filesystem::path> &root,
+                     const std::optional<Scenario> &scenario) {
     const EmulatorRoot ownRoot(root);
     LauncherWatch launcher(lifeline);
     sayPlaces(lifeline, ownRoot.places());
     const auto busAddress = readBusAddress(lifeline);
-    return busAddress ? serveOn(*busAddress, ownRoot.places().root, &launcher) : EXIT_FAILURE;
+    return busAddress ? serveOn(*busAddress, ownRoot.places().root, &launcher, scenario)
+                      : EXIT_FAILURE;
 }

@@ -4,10 +4,11 @@
 #include "SourceService.h"
 
 #include "JsonText.h"
+#include "MessageBody.h"
+#include "SpoiledAnswer.h"
 
 namespace {
 
-constexpr auto ownName = "source_service";
 constexpr auto busName = "source_service.message";
 constexpr auto objectPath = "/source_service/message";
 constexpr auto changeSignal = "source_api";
@@ -47,23 +48,12 @@ constexpr auto introspection = R"xml(
 </node>
 )xml";
 
-GVariant *body(const std::string &text) {
-    return g_variant_new("(suss)", ownName, 0U, "", text.c_str());
-}
-
-// A single zero byte is what this shape has for "no buffer".
-GVariant *bodyWithoutBuffer(const std::string &text) {
-    GVariantBuilder buffer;
-    g_variant_builder_init(&buffer, G_VARIANT_TYPE("a(y)"));
-    g_variant_builder_add(&buffer, "(y)", 0);
-    return g_variant_new("(sussa(y))", ownName, 0U, "", text.c_str(), &buffer);
-}
-
 }  // namespace
 
-SourceService::SourceService(GDBusConnection *connection, SourceState &state)
+SourceService::SourceService(GDBusConnection *connection, SourceState &state, ArmedFaults &faults)
     : m_connection(connection),
       m_state(state),
+      m_faults(faults),
       m_commands(state),
       m_object(
           connection, objectPath, introspection,
@@ -78,17 +68,27 @@ void SourceService::announce(ListChange change) const {
     message["data"]["result"] = static_cast<int>(change);
     // It fails on a connection that was closed only, and then there is nobody to tell.
     g_dbus_connection_emit_signal(m_connection, nullptr, objectPath, busName, changeSignal,
-                                  body(jsonLine(message)), nullptr);
+                                  messageBody(jsonLine(message)), nullptr);
 }
 
 void SourceService::answer(const std::string &method, GVariant *arguments,
                            GDBusMethodInvocation *invocation) {
     const char *request = nullptr;
     g_variant_get_child(arguments, 3, "&s", &request);
+    const auto fault = m_faults.take(request);
+    if (fault && leavesUndone(fault->kind)) {
+        answerSpoiled(fault->kind, "", invocation);
+        return;
+    }
     const Commands::Answer answer = m_commands.answer(request);
-    const bool isPlain = method == "SendMessage";
-    g_dbus_method_invocation_return_value(
-        invocation, isPlain ? body(answer.text) : bodyWithoutBuffer(answer.text));
+    if (!fault) {
+        g_dbus_method_invocation_return_value(invocation, answerBody(method, answer.text));
+    } else if (fault->kind == FaultKind::Late) {
+        m_lateAnswers.send(std::chrono::milliseconds(*fault->delay), invocation,
+                           answerBody(method, answer.text));
+    } else {
+        answerSpoiled(fault->kind, answer.text, invocation);
+    }
     if (answer.change) {
         announce(*answer.change);
     }

@@ -4,16 +4,18 @@
 #ifndef EMULATED_TV_SOURCE_SERVICE_H
 #define EMULATED_TV_SOURCE_SERVICE_H
 
+#include "ArmedFaults.h"
 #include "Bus.h"
 #include "Commands.h"
+#include "LateAnswers.h"
 #include "SourceState.h"
 
 // The source service on the bus: answers requests and announces changes of the list for as long
 // as it lives.
 class SourceService {
  public:
-    // Both must outlive the service. Throws std::runtime_error when the bus already has one.
-    SourceService(GDBusConnection *connection, SourceState &state);
+    // All must outlive the service. Throws std::runtime_error when the bus already has one.
+    SourceService(GDBusConnection *connection, SourceState &state, ArmedFaults &faults);
 
     // Sends the change signal with the list as it is now.
     void announce(ListChange change) const;
@@ -23,7 +25,9 @@ class SourceService {
 
     GDBusConnection *m_connection;
     SourceState &m_state;
+    ArmedFaults &m_faults;
     Commands m_commands;
+    LateAnswers m_lateAnswers;
     ExportedObject m_object;
     OwnedName m_name;
 };

@@ -28,8 +28,8 @@ SourceModel load(const std::filesystem::path &file) {
 
 }  // namespace
 
-SourceState::SourceState(const std::filesystem::path &root)
-    : m_file(root / "state.json"), m_settings(root), m_model(load(m_file)) {
+SourceState::SourceState(const std::filesystem::path &root, const std::optional<SourceModel> &model)
+    : m_file(root / "state.json"), m_settings(root), m_model(model ? *model : load(m_file)) {
     save(m_model);
 }
 

@@ -23,9 +23,11 @@ enum class ListChange : int {
 // The TV's sources, kept in its root folder so that they outlive the emulator.
 class SourceState {
  public:
-    // Goes on from what the root holds, or starts with a new TV. Throws std::runtime_error when
-    // what it holds cannot be read, or nothing can be written there.
-    explicit SourceState(const std::filesystem::path &root);
+    // Begins with the given sources, else goes on from what the root holds, or starts with a new
+    // TV. Throws std::runtime_error when what it holds cannot be read, or nothing can be written
+    // there.
+    explicit SourceState(const std::filesystem::path &root,
+                         const std::optional<SourceModel> &model = std::nullopt);
 
     const SourceModel &model() const { return m_model; }
 

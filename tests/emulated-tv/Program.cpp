@@ -141,9 +141,17 @@ int Program::exitCode() {
 }
 
 bool Program::waitForOutput(const std::string &text) const {
+    return waitForText(text, "output");
+}
+
+bool Program::waitForErrors(const std::string &text) const {
+    return waitForText(text, "errors");
+}
+
+bool Program::waitForText(const std::string &text, const char *file) const {
     const FileDescriptor changes(inotify_init1(IN_CLOEXEC));
-    inotify_add_watch(changes.get(), (m_folder.path() / "output").c_str(), IN_MODIFY);
-    while (output().find(text) == std::string::npos) {
+    inotify_add_watch(changes.get(), (m_folder.path() / file).c_str(), IN_MODIFY);
+    while (readFile(m_folder.path() / file).value_or("").find(text) == std::string::npos) {
         std::array<char, 4096> events;
         if (!isReadable(changes) || read(changes.get(), events.data(), events.size()) <= 0) {
             return false;

@@ -53,12 +53,15 @@ class Program {
     // does not end.
     int exitCode();
 
-    // False when the text is not in the output after all patience.
+    // False when the text is not in the output, or the errors, after all patience.
     bool waitForOutput(const std::string &text) const;
+    bool waitForErrors(const std::string &text) const;
     std::string output() const;
     std::string errors() const;
 
  private:
+    bool waitForText(const std::string &text, const char *file) const;
+
     TemporaryFolder m_folder;
     pid_t m_pid = -1;
     std::optional<int> m_status;

@@ -7,45 +7,15 @@
 #include <csignal>
 #include <sstream>
 
-#include "EmulatorTest.h"
 #include "JsonText.h"
+#include "SecondShell.h"
 
 using testing::AllOf;
 using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::Not;
 
-// A TV without a command, and the commands that change it from another shell.
-class SecondShellTest : public EmulatorTest {
- protected:
-    struct Result {
-        int code;
-        std::string output;
-        std::string errors;
-    };
-
-    void SetUp() override {
-        std::filesystem::create_directories(root());
-        m_tv.emplace(emulator({"run", "--root", root()}), environment());
-        ASSERT_TRUE(m_tv->waitForOutput("turns it off")) << m_tv->errors();
-    }
-
-    std::string root() const { return scratch() / "root"; }
-
-    Result command(std::vector<std::string> arguments, const Environment &changes) const {
-        Program program(emulator(std::move(arguments)), changes);
-        const int code = program.exitCode();
-        return {code, program.output(), program.errors()};
-    }
-    Result command(std::vector<std::string> arguments) const {
-        Environment changes = environment();
-        changes["SOURCE_TV_ROOT"] = root();
-        return command(std::move(arguments), changes);
-    }
-    std::string list() const { return command({"list"}).output; }
-
-    std::optional<Program> m_tv;
-};
+class SecondShellTest : public SecondShell {};
 
 TEST_F(SecondShellTest, ListShowsTheSources) {
     EXPECT_THAT(list(), AllOf(ContainsRegex("[*] +tuner +1 +0 +TV +on"),
@@ -115,7 +85,8 @@ TEST_F(SecondShellTest, WrongUsageIsTwo) {
 }
 
 TEST_F(SecondShellTest, HelpIsThereForEveryCommand) {
-    for (const char *name : {"run", "serve", "list", "plug", "unplug", "rename", "power"}) {
+    for (const char *name :
+         {"run", "serve", "list", "plug", "unplug", "rename", "power", "fault", "trace"}) {
         const Result result = command({name, "--help"});
         EXPECT_EQ(result.code, 0);
         EXPECT_THAT(result.output, AllOf(HasSubstr("--root"), Not(HasSubstr("lifeline"))));

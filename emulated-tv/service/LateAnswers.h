@@ -1,0 +1,28 @@
+// SPDX-FileCopyrightText: The source-api authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef EMULATED_TV_LATE_ANSWERS_H
+#define EMULATED_TV_LATE_ANSWERS_H
+
+#include <chrono>
+#include <list>
+
+#include "Bus.h"
+#include "Timer.h"
+
+// Answers that are kept back for a while. What is left when this goes is never answered.
+class LateAnswers {
+ public:
+    // Uses up the invocation, and takes a floating body.
+    void send(std::chrono::milliseconds delay, GDBusMethodInvocation *invocation, GVariant *body);
+
+ private:
+    struct Answer {
+        std::unique_ptr<GDBusMethodInvocation, Unreference> invocation;
+        Variant body;
+        Timer timer;
+    };
+    std::list<Answer> m_answers;
+};
+
+#endif
