@@ -186,7 +186,10 @@ class IteratedMainContext(unittest.IsolatedAsyncioTestCase):
         self.assertIs(self.thread, threading.current_thread())
 
     async def test_a_source_that_a_dispatched_one_attaches_is_seen(self) -> None:
-        self.sources.idle(lambda: self.sources.timer(1, self.happened.set))
+        def attach_timer() -> None:
+            self.sources.timer(1, self.happened.set)
+
+        self.sources.idle(lambda: self.sources.idle(attach_timer))
         async with iterated_main_context():
             await within_limit(self.happened)
 
@@ -234,7 +237,11 @@ class IteratedMainContext(unittest.IsolatedAsyncioTestCase):
 
     async def test_a_file_is_ready_as_it_is_for_poll(self) -> None:
         with tempfile.TemporaryFile() as file:
-            self.sources.descriptor(file.fileno(), IN, self.happened.set)
+
+            def attach() -> None:
+                self.sources.descriptor(file.fileno(), IN, self.happened.set)
+
+            self.sources.idle(attach)
             async with iterated_main_context():
                 await within_limit(self.happened)
 
