@@ -8,6 +8,7 @@ from .aio import AsyncChanges, AsyncClient
 from .changes import Change, Changed
 from .client import Changes, Client, Subscription
 from .errors import BusLostError, ListUnavailableError, SourceApiError
+from .iteration import iterated_main_context
 from .sources import Source
 
 __all__ = [
@@ -23,4 +24,5 @@ __all__ = [
     "Source",
     "SourceApiError",
     "Subscription",
+    "iterated_main_context",
 ]

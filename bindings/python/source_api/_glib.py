@@ -6,7 +6,7 @@
 from __future__ import annotations
 
 import ctypes
-from ctypes import POINTER, c_char_p, c_int, c_uint32, c_ulong, c_void_p
+from ctypes import POINTER, c_char_p, c_int, c_uint32, c_ulong, c_ushort, c_void_p
 from typing import Any, Callable
 
 from .errors import BusLostError, SourceApiError
@@ -27,6 +27,10 @@ class _Error(ctypes.Structure):
     _fields_ = [("domain", c_uint32), ("code", c_int), ("message", c_char_p)]
 
 
+class _PollRecord(ctypes.Structure):
+    _fields_ = [("descriptor", c_int), ("events", c_ushort), ("happened", c_ushort)]
+
+
 _Closed = ctypes.CFUNCTYPE(None, c_void_p, c_int, c_void_p, c_void_p)
 _SYSTEM_BUS = 1
 
@@ -35,6 +39,15 @@ _context_push = _declare(_glib, "g_main_context_push_thread_default", None, c_vo
 _context_pop = _declare(_glib, "g_main_context_pop_thread_default", None, c_void_p)
 _context_iterate = _declare(_glib, "g_main_context_iteration", c_int, c_void_p, c_int)
 _context_wake_up = _declare(_glib, "g_main_context_wakeup", None, c_void_p)
+_context_ref_default = _declare(_glib, "g_main_context_ref_thread_default", c_void_p)
+_context_unref = _declare(_glib, "g_main_context_unref", None, c_void_p)
+_context_acquire = _declare(_glib, "g_main_context_acquire", c_int, c_void_p)
+_context_release = _declare(_glib, "g_main_context_release", None, c_void_p)
+_context_prepare = _declare(_glib, "g_main_context_prepare", c_int, c_void_p, POINTER(c_int))
+_context_query = _declare(
+    _glib, "g_main_context_query", c_int, c_void_p, c_int, POINTER(c_int), POINTER(_PollRecord),
+    c_int,
+)
 _error_free = _declare(_glib, "g_error_free", None, POINTER(_Error))
 _bus_get = _declare(_gio, "g_bus_get_sync", c_void_p, c_int, c_void_p, POINTER(POINTER(_Error)))
 _bus_is_closed = _declare(_gio, "g_dbus_connection_is_closed", c_int, c_void_p)
@@ -68,6 +81,46 @@ class MainContext:
 
     def wake_up(self) -> None:
         """Ends the wait of iterate() on another thread, or of the next one."""
+        _context_wake_up(self._context)
+
+
+class OwnedContext:
+    """The main context that is the thread's default, for as long as the thread owns it: only then
+    does GLib wake it for what other threads do."""
+
+    def __enter__(self) -> OwnedContext:
+        self._context = _context_ref_default()
+        if not _context_acquire(self._context):
+            _context_unref(self._context)
+            raise SourceApiError("another thread iterates the main context")
+        return self
+
+    def __exit__(self, *_: object) -> None:
+        _context_release(self._context)
+        _context_unref(self._context)
+
+    def awaited(self) -> tuple[dict[int, int], int]:
+        """What dispatch() waits for: the events that poll() takes, by descriptor, and the number of
+        milliseconds after which it is to be called anyway, negative for never."""
+        priority, timeout = c_int(), c_int()
+        _context_prepare(self._context, priority)
+        count = 0
+        while True:
+            records = (_PollRecord * count)()
+            count = _context_query(self._context, priority, timeout, records, len(records))
+            if count <= len(records):
+                break
+        events: dict[int, int] = {}
+        for record in records[:count]:
+            events[record.descriptor] = events.get(record.descriptor, 0) | record.events
+        return events, timeout.value
+
+    def dispatch(self) -> None:
+        """Does what there is to do, without waiting for it."""
+        _context_iterate(self._context, False)
+
+    def wake_up(self) -> None:
+        """Has whoever iterates it look at everything again."""
         _context_wake_up(self._context)
 
 

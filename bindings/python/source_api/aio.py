@@ -3,9 +3,9 @@
 
 """The source list for asyncio.
 
-Signals are delivered by the package's thread and handed to the loop. The loop does not iterate
-GLib's main context itself: while it delivers a signal, the library may ask the service for the list
-and wait for the answer, which would stop the loop."""
+Signals are delivered by the package's thread and handed to the loop. The loop iterates GLib's main
+context itself only for a program that enters iterated_main_context(): while it delivers a signal,
+the library may ask the service for the list and wait for the answer, which stops the loop."""
 
 from __future__ import annotations
 
@@ -16,7 +16,7 @@ from functools import partial
 from types import TracebackType
 from typing import AsyncIterator, Callable, Optional, Type, TypeVar
 
-from ._hub import Follower, Following, News
+from ._hub import Delivery, Follower, Following, News
 from .changes import Change
 from .client import Client
 from .errors import SourceApiError
@@ -33,11 +33,17 @@ class AsyncClient:
             async for change in client.changes():
                 ..."""
 
-    def __init__(self) -> None:
+    def __init__(self, *, delivery: Optional[Delivery] = None) -> None:
+        """As Client(). With Delivery.APPLICATION the first client of the process is opened on the
+        loop's thread, whose default context is the one that is to be iterated; the loop stands
+        still meanwhile."""
+        self._delivery = delivery
         self._client: Optional[Client] = None
 
     async def __aenter__(self) -> AsyncClient:
-        self._client = await _run(Client)
+        opening = partial(Client, delivery=self._delivery)
+        is_here = self._delivery is Delivery.APPLICATION
+        self._client = opening() if is_here else await _run(opening)
         return self
 
     async def __aexit__(
