@@ -73,9 +73,7 @@ std::vector<Mistake> SchemaCheck::mistakesIn(const Json::Value &document) {
 
 void SchemaCheck::check(const Json::Value &value, const Json::Value &given,
                         const std::string &name) {
-    const std::string reference = given.get("$ref", "").asString();
-    const Json::Value &schema =
-        reference.empty() ? given : m_schema["definitions"][reference.substr(14)];
+    const Json::Value &schema = resolved(given);
     if (schema.isMember("type")) {
         const Type &type = types().at(schema["type"].asString());
         if (!(value.*type.isType)()) {
@@ -98,6 +96,13 @@ void SchemaCheck::check(const Json::Value &value, const Json::Value &given,
     } else if (value.isNumeric()) {
         checkRange(value, schema, name);
     }
+}
+
+// The schema itself, or the one that it stands for.
+const Json::Value &SchemaCheck::resolved(const Json::Value &schema) const {
+    static const std::string place = "#/definitions/";
+    const std::string reference = schema.get("$ref", "").asString();
+    return reference.empty() ? schema : m_schema["definitions"][reference.substr(place.size())];
 }
 
 void SchemaCheck::checkObject(const Json::Value &object, const Json::Value &schema,

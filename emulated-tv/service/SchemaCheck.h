@@ -28,6 +28,7 @@ class SchemaCheck {
 
  private:
     void check(const Json::Value &value, const Json::Value &given, const std::string &name);
+    const Json::Value &resolved(const Json::Value &schema) const;
     void checkObject(const Json::Value &object, const Json::Value &schema, const std::string &name);
     void checkBranches(const Json::Value &object, const Json::Value &branches,
                        const std::string &name);
