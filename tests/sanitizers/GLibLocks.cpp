@@ -2,7 +2,8 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // The thread sanitizer sees no locking in GLib's mutexes and conditions: they are built on the
-// kernel's futex inside a library that is not instrumented. These wrappers tell it what they order.
+// kernel's futex inside a library that is not instrumented. Nor does it see that what a thread
+// attaches to a main context comes before its dispatch. These wrappers tell it what they order.
 #include <dlfcn.h>
 #include <glib.h>
 #include <sanitizer/tsan_interface.h>
@@ -52,6 +53,18 @@ gboolean(g_cond_wait_until)(GCond *condition, GMutex *mutex, gint64 deadline) {
     const gboolean signalled = real(condition, mutex, deadline);
     __tsan_acquire(mutex);
     return signalled;
+}
+
+guint(g_source_attach)(GSource *source, GMainContext *context) {
+    static const auto real = next<guint (*)(GSource *, GMainContext *)>("g_source_attach");
+    __tsan_release(context != nullptr ? context : g_main_context_default());
+    return real(source, context);
+}
+
+void(g_main_loop_run)(GMainLoop *loop) {
+    static const auto real = next<void (*)(GMainLoop *)>("g_main_loop_run");
+    real(loop);
+    __tsan_acquire(g_main_loop_get_context(loop));
 }
 
 }  // extern "C"
