@@ -19,7 +19,9 @@ void Flood::start(std::uint32_t count, std::optional<std::uint32_t> perSecond,
 }
 
 void Flood::emitDue() {
-    for (const std::uint64_t limit = std::min(due(), m_count); m_sent < limit; ++m_sent) {
+    // A machine that is behind must not catch up at the expense of the calls in between.
+    constexpr std::uint64_t atOnce = 50;
+    for (const std::uint64_t limit = std::min(due(), m_sent + atOnce); m_sent < limit; ++m_sent) {
         m_emit();
     }
     if (m_sent < m_count) {
@@ -31,9 +33,9 @@ void Flood::emitDue() {
 // How many should have been sent by now.
 std::uint64_t Flood::due() const {
     if (!m_perSecond) {
-        constexpr std::uint64_t atOnce = 50;
-        return m_sent + atOnce;
+        return m_count;
     }
     const auto passed = std::chrono::duration_cast<milliseconds>(Clock::now() - m_start);
-    return 1 + static_cast<std::uint64_t>(passed.count()) * *m_perSecond / 1000;
+    const auto sent = static_cast<std::uint64_t>(passed.count()) * *m_perSecond / 1000;
+    return std::min(1 + sent, m_count);
 }
