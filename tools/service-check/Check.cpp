@@ -62,9 +62,8 @@ void checkService(const Options &options, Report &report) {
         const bool canBeSeen = kept.count(promise.needs) != 0;
         const Finding finding =
             canBeSeen ? promise.check(session) : skipped("needs " + promise.needs);
-        if (!bus.isOpen()) {
-            throw Unreachable("the system bus went away");
-        }
+        // A bus that ends can say first, in the service's place, that there is no answer.
+        bus.catchUp();
         report.add(promise, finding);
         if (finding.outcome == Outcome::Kept) {
             kept.insert(promise.id);

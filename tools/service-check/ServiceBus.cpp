@@ -183,7 +183,9 @@ Variant ServiceBus::askDaemon(const char *method, const char *argument) {
                                                daemonName, method, arguments, nullptr,
                                                G_DBUS_CALL_FLAGS_NONE, m_timeout, nullptr, &error));
     if (!answer) {
-        throw Unreachable(std::string("the system bus does not answer: ") + error->message);
+        throw Unreachable(g_dbus_connection_is_closed(m_connection.get()) != FALSE
+                              ? "the system bus went away"
+                              : std::string("the system bus does not answer: ") + error->message);
     }
     return answer;
 }

@@ -57,13 +57,10 @@ class ServiceBus {
     // Who owned the name after each change of its owner so far, empty for nobody.
     const std::vector<std::string> &owners() const { return m_owners; }
 
-    // Hears everything that the bus had for this program when it was called.
+    // Hears everything that the bus had for this program when it was called. Throws Unreachable.
     void catchUp();
     // Listens until `done`; false when the time ran out.
     bool listenUntil(const std::function<bool()> &done) const;
-
-    // Whether the bus is still there.
-    bool isOpen() const { return g_dbus_connection_is_closed(m_connection.get()) == FALSE; }
 
  private:
     Variant askDaemon(const char *method, const char *argument);
