@@ -5,6 +5,7 @@
 
 #include <unistd.h>
 
+#include <atomic>
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
@@ -70,6 +71,16 @@ class Announcement {
     std::vector<int> m_values;
     std::size_t m_told = 0;
 };
+
+// How often names or device types were changed from here.
+std::atomic<unsigned int> nameChanges{0};
+
+// Makes the next query of names or device types read the store again. Counted first: whoever reads
+// the store just now either sees the count or sets the flag before this clears it.
+void expireNames(bool &areFresh) {
+    ++nameChanges;
+    atomicStore(areFresh, false);
+}
 
 // Where a list is expected, the empty JSON string asks for one to be fetched.
 Json::Value fetchRequest() {
@@ -382,7 +393,7 @@ bool CSourceAPI::SetSourceDetectedNameAndDeviceType(int nSourceType,
     const bool done =
         Get()->m_MakeAPICall("UtilSetSourceDetectedNameAndDeviceType", std::move(data));
     if (done) {
-        atomicStore(m_bIntializedSourceDataMap, false);
+        expireNames(m_bIntializedSourceDataMap);
     }
     return done;
 }
@@ -397,7 +408,7 @@ bool CSourceAPI::SetSourceEditName(int nSourceType, const std::string &strSource
     data["MBRActivityIndex"] = nMbrActivityIndex;
     const bool done = Get()->m_MakeAPICall("UtilSetSourceEditName", std::move(data));
     if (done) {
-        atomicStore(m_bIntializedSourceDataMap, false);
+        expireNames(m_bIntializedSourceDataMap);
     }
     return done;
 }
@@ -412,7 +423,7 @@ bool CSourceAPI::SetSourceDeviceType(int nSourceType, unsigned int nDeviceType,
     data["MBRActivityIndex"] = nMbrActivityIndex;
     const bool done = Get()->m_MakeAPICall("UtilSetSourceDeviceType", std::move(data));
     if (done) {
-        atomicStore(m_bIntializedSourceDataMap, false);
+        expireNames(m_bIntializedSourceDataMap);
     }
     return done;
 }
@@ -813,9 +824,14 @@ void CSourceAPI::m_SetSourceMapCache(std::multimap<int, SourceNameList> map) {
 
 void CSourceAPI::m_UpdateSourceDataMapCache() {
     LOG_INFO("m_UpdateSourceDataMapCache");
-    std::multimap<int, SourceNameList> map;
-    const bool read = m_GetSourceMap(map);
-    m_SetSourceMapCache(std::move(map));
-    // Stored last: who sees the flag finds the new map.
-    atomicStore(m_bIntializedSourceDataMap, read);
+    unsigned int changesBefore = 0;
+    do {
+        changesBefore = nameChanges;
+        std::multimap<int, SourceNameList> map;
+        const bool read = m_GetSourceMap(map);
+        m_SetSourceMapCache(std::move(map));
+        // Stored last: who sees the flag finds the new map.
+        atomicStore(m_bIntializedSourceDataMap, read);
+        // What another thread changed meanwhile may be missing in what was read.
+    } while (nameChanges != changesBefore);
 }

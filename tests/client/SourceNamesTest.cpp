@@ -262,6 +262,24 @@ TEST_F(SourceNamesTest, FlagIsStoredAfterTheNewMapIsInPlace) {
     EXPECT_TRUE(loaded());
 }
 
+TEST_F(SourceNamesTest, AChangeWhileTheStoreIsReadIsNotLost) {
+    service.reply(R"({"return_data":true})");
+    CSourceAPI::Get();
+    const std::size_t reads = platform.settingReads().size();
+    platform.onSettingRead([&] {
+        if (platform.settingReads().size() > reads + 1) {
+            platform.setSourceNames(R"([{"SourceType":9,"EditName":"new"}])");
+        } else {
+            EXPECT_TRUE(CSourceAPI::Get()->SetSourceEditName(9, "new", 0));
+        }
+    });
+    CSourceAPI::m_UpdateSourceDataMapCache();
+    platform.onSettingRead(nullptr);
+    EXPECT_EQ(platform.settingReads().size(), reads + 2);
+    EXPECT_TRUE(loaded());
+    EXPECT_EQ(nameOf(9, 0), "new");
+}
+
 TEST_F(SourceNamesTest, WrongTypeLeavesTheCacheAndItsFlag) {
     CSourceAPI::m_UpdateSourceDataMapCache();
     platform.setSourceNames(R"([{"SourceType":1},{"SourceType":"x"}])");
