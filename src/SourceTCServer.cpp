@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <set>
 #include <utility>
 
@@ -31,6 +32,10 @@ Mutex tableMutex;
 // The endpoints that exist: GLib may deliver a signal that was queued before its endpoint died.
 // Never destroyed, for the same reason.
 std::set<const void *> &livingEndpoints GUARDED_BY(tableMutex) = *new std::set<const void *>;
+
+// Lets calls pass m_Mutex one at a time, so that none takes another that was held up just there for
+// a close.
+Mutex entranceMutex;
 
 class EndpointLock {
  public:
@@ -256,13 +261,19 @@ int SourceTCServer::SendMessage(const char *dest, const SourceTCMessage *msg, bo
         LOG_ERROR("No dest information");
         return 0;
     }
-    if (m_Mutex.Try(closingProbe) == 0) {
+    std::optional<CallInFlight> inFlight;
+    {
+        const MutexLock entrance(entranceMutex);
+        if (m_Mutex.Try(closingProbe) != 0) {
+            // Counted before the lock goes, so that a close either sees this call or stops it.
+            inFlight.emplace(m_SendCount);
+            m_Mutex.Unlock();
+        }
+    }
+    if (!inFlight) {
         LOG_ERROR("Server is going to be closed!");
         return 0;
     }
-    // Counted before the lock goes, so that a close either sees this call or stops it above.
-    const CallInFlight inFlight(m_SendCount);
-    m_Mutex.Unlock();
 
     std::string busName = std::string(dest) + ".message";
     const ConnectionPtr connection = share(m_Connection);

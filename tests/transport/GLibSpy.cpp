@@ -88,6 +88,11 @@ void GLibSpy::onClockReading(std::function<void()> observer) {
     m_readingObserver = std::move(observer);
 }
 
+void GLibSpy::onHandleOfThread(std::function<void(GThread *)> observer) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_handleObserver = std::move(observer);
+}
+
 GLibSpy::Answer GLibSpy::answerTo(BusCall call) {
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_calls.push_back(std::move(call));
@@ -118,6 +123,17 @@ void GLibSpy::noteWakeUp(const GCond *condition, WakeUp wakeUp) {
     const std::lock_guard<std::mutex> lock(m_mutex);
     if (m_watching) {
         m_wakeUps[condition].push_back(wakeUp);
+    }
+}
+
+void GLibSpy::noteHandle(GThread *thread) {
+    std::function<void(GThread *)> observer;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        observer = m_handleObserver;
+    }
+    if (observer) {
+        observer(thread);
     }
 }
 
@@ -166,6 +182,13 @@ gint64 g_get_monotonic_time() {
     const gint64 now = real();
     GLibSpy::get().noteClock(now);
     return now;
+}
+
+GThread *g_thread_self() {
+    static const auto real = next<decltype(&g_thread_self)>(__func__);
+    GThread *const self = real();
+    GLibSpy::get().noteHandle(self);
+    return self;
 }
 
 void g_cond_signal(GCond *cond) {

@@ -48,12 +48,15 @@ class GLibSpy {
     std::vector<WakeUp> wakeUpsOf(const GCond *condition) const;
     // Runs on the reading thread, after the reading was recorded.
     void onClockReading(std::function<void()> observer);
+    // Runs on each thread that asks for its own handle, before it gets it.
+    void onHandleOfThread(std::function<void(GThread *)> observer);
 
     // What the replaced functions call.
     Answer answerTo(BusCall call);
     bool refusesConnections() const;
     void noteClock(gint64 now);
     void noteWakeUp(const GCond *condition, WakeUp wakeUp);
+    void noteHandle(GThread *thread);
 
  private:
     mutable std::mutex m_mutex;
@@ -64,6 +67,7 @@ class GLibSpy {
     std::vector<gint64> m_readings;
     std::map<const GCond *, std::vector<WakeUp>> m_wakeUps;
     std::function<void()> m_readingObserver;
+    std::function<void(GThread *)> m_handleObserver;
 };
 
 // Expects that GLib reports a misuse at least once during its life, and keeps it off the terminal.
