@@ -100,6 +100,7 @@ TEST_F(GuardTest, RegistrationIsCalledUntilItIsTakenBack) {
     RecordedCallback callback;
     guarded_register_sourcelist_changed_callback(RecordedCallback::call, &callback, &error);
     EXPECT_EQ(takenError(), "null");
+    letTheBusCatchUp();
     service.emitChange(R"({"return_data":[{"uniqueKey":"a"}],"data":{"result":5}})");
     ASSERT_TRUE(deliverSignalsOf(service.connection()));
     EXPECT_EQ(callback.values(), std::vector<int>{5});
