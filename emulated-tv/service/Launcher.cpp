@@ -265,7 +265,7 @@ void Launcher::endCommand() {
 
 void Launcher::endDaemon(const pid_t &daemon) {
     for (const auto &[way, limit] :
-         {std::pair(SIGTERM, seconds(5)), std::pair(SIGKILL, seconds(5))}) {
+         {std::pair(SIGTERM, seconds(30)), std::pair(SIGKILL, seconds(5))}) {
         const Clock::time_point deadline = Clock::now() + limit;
         if (daemon != 0) {
             kill(daemon, way);

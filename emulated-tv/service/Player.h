@@ -20,6 +20,8 @@ class Player {
 
     // The command has started. Saying so again changes nothing.
     void start();
+    // What is not due yet does not happen.
+    void stop() { m_timer.stop(); }
 
  private:
     using Clock = std::chrono::steady_clock;

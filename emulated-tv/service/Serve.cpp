@@ -23,14 +23,15 @@
 
 namespace {
 
-bool waitForEndOf(pid_t group, std::chrono::milliseconds limit) {
-    constexpr std::chrono::milliseconds step(20);
-    for (; kill(-group, 0) == 0; limit -= step) {
-        if (limit.count() <= 0) {
+bool waitForEndOf(pid_t group, std::chrono::seconds limit) {
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (kill(-group, 0) == 0) {
+        if (std::chrono::steady_clock::now() > deadline) {
             return false;
         }
         // They are no children of this process, which is told nothing of their end.
-        poll(nullptr, 0, static_cast<int>(step.count()));
+        constexpr int step = 20;
+        poll(nullptr, 0, step);
     }
     return true;
 }
@@ -82,15 +83,21 @@ class LauncherWatch {
 class Session {
  public:
     // Without a launcher the bus's going is a reason, too. A launcher's first word after the start
-    // says that the command begins.
-    Session(GDBusConnection *connection, LauncherWatch *launcher, std::function<void()> begin)
-        : m_loop(g_main_loop_new(nullptr, FALSE)), m_launcher(launcher), m_begin(std::move(begin)) {
+    // says that the command begins, the next that it has ended.
+    Session(GDBusConnection *connection, LauncherWatch *launcher, std::function<void()> begin,
+            std::function<void()> end)
+        : m_loop(g_main_loop_new(nullptr, FALSE)),
+          m_launcher(launcher),
+          m_begin(std::move(begin)),
+          m_end(std::move(end)) {
         for (const int each : {SIGINT, SIGTERM, SIGHUP}) {
             g_unix_signal_add(each, onSignal, this);
         }
         if (launcher != nullptr) {
-            g_unix_fd_add(launcher->lifeline(), static_cast<GIOCondition>(G_IO_IN | G_IO_HUP),
-                          onLifeline, this);
+            // Before everything else: the bus goes soon after the command.
+            g_unix_fd_add_full(G_PRIORITY_HIGH, launcher->lifeline(),
+                               static_cast<GIOCondition>(G_IO_IN | G_IO_HUP), onLifeline, this,
+                               nullptr);
         } else {
             g_signal_connect(connection, "closed", G_CALLBACK(onClosed), this);
         }
@@ -119,7 +126,7 @@ class Session {
     static gboolean onLifeline(gint, GIOCondition, gpointer data) {
         auto *session = static_cast<Session *>(data);
         if (session->m_launcher->hear()) {
-            session->m_begin();
+            std::exchange(session->m_begin, session->m_end)();
             return G_SOURCE_CONTINUE;
         }
         session->endWith(EXIT_FAILURE);
@@ -133,6 +140,7 @@ class Session {
     GMainLoop *m_loop;
     LauncherWatch *m_launcher;
     std::function<void()> m_begin;
+    std::function<void()> m_end;
     int m_exitCode = EXIT_SUCCESS;
 };
 
@@ -166,11 +174,18 @@ int serveOn(const std::string &busAddress, const std::filesystem::path &root,
             LauncherWatch *launcher, const std::optional<Scenario> &scenario) {
     const Connection connection = connectTo(busAddress);
     std::optional<Player> player;
-    Session session(connection.get(), launcher, [&player] {
-        if (player) {
-            player->start();
-        }
-    });
+    Session session(
+        connection.get(), launcher,
+        [&player] {
+            if (player) {
+                player->start();
+            }
+        },
+        [&player] {
+            if (player) {
+                player->stop();
+            }
+        });
     EmulatedTv tv(busAddress, root, scenario ? scenario->tv() : std::nullopt);
     if (scenario) {
         player.emplace(*scenario, tv);

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <future>
 #include <sstream>
 #include <thread>
 
@@ -143,6 +144,16 @@ TEST_F(LauncherTest, KilledEmulatorLeavesNothingOfACommandThatIsDeafToRequests) 
     expectNothingIsLeft(tv, watches);
 }
 
+// Waits for the end of every child, those included that became one when their parent died. Each is
+// taken in at once, as one that has ended is still there for those who wait for its group.
+void takeEveryChildIn() {
+    const auto taking = std::async(std::launch::async, [] {
+        while (wait(nullptr) > 0) {
+        }
+    });
+    EXPECT_EQ(taking.wait_for(patience), std::future_status::ready);
+}
+
 TEST_F(LauncherTest, EmulatorThatIsKilledAtAnyMomentOfItsStartLeavesNothing) {
     // What the emulator leaves behind becomes a child of this process, which can wait for it.
     ASSERT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1), 0);
@@ -151,11 +162,7 @@ TEST_F(LauncherTest, EmulatorThatIsKilledAtAnyMomentOfItsStartLeavesNothing) {
         std::this_thread::sleep_for(std::chrono::milliseconds(3) * moment);
         kill(tv.pid(), SIGKILL);
         EXPECT_EQ(tv.exitCode(), 128 + SIGKILL);
-        std::vector<pid_t> children;
-        while (!(children = childrenOf(getpid())).empty()) {
-            ASSERT_TRUE(ProcessWatch(children.front()).waitForEnd());
-            waitpid(children.front(), nullptr, 0);
-        }
+        takeEveryChildIn();
         EXPECT_TRUE(noRootIsLeft());
     }
 }

@@ -109,7 +109,12 @@ Program::Program(std::vector<std::string> command, const Environment &changes) {
                                      0600);
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
+    // Whoever runs the tests may ignore hang-ups, and a launcher would keep to that.
+    sigset_t usual;
+    sigemptyset(&usual);
+    sigaddset(&usual, SIGHUP);
+    posix_spawnattr_setsigdefault(&attributes, &usual);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGDEF);
     const int error = posix_spawnp(&m_pid, command.front().c_str(), &files, &attributes,
                                    pointersTo(command).data(), pointersTo(environment).data());
     posix_spawnattr_destroy(&attributes);

@@ -16,7 +16,7 @@
 #include "TemporaryFolder.h"
 
 // How long anything may take that a test waits for.
-constexpr std::chrono::seconds patience(20);
+constexpr std::chrono::seconds patience(60);
 
 // A process that somebody started, recognised for sure whatever becomes of its number.
 class ProcessWatch {

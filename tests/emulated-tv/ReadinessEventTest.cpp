@@ -99,14 +99,14 @@ TEST_F(ReadinessEventTest, TimeOutIsInMillisecondsAndHonoured) {
     EXPECT_FALSE(m_event.wait(milliseconds(150)));
     const auto waited = Clock::now() - start;
     EXPECT_GE(waited, milliseconds(150));
-    EXPECT_LT(waited, seconds(10));
+    EXPECT_LT(waited, seconds(60)) << "150 of a larger unit are longer";
 }
 
 TEST_F(ReadinessEventTest, WithoutARootThereIsNothingToWaitFor) {
     const ReadinessEvent event(m_root.path() / "missing", eventName);
     const auto start = Clock::now();
-    EXPECT_FALSE(event.wait(seconds(20)));
-    EXPECT_LT(Clock::now() - start, seconds(10));
+    EXPECT_FALSE(event.wait(seconds(100)));
+    EXPECT_LT(Clock::now() - start, seconds(60));
     EXPECT_FALSE(std::filesystem::exists(m_root.path() / "missing"));
 }
 
@@ -137,8 +137,8 @@ TEST_F(FerrelWaitEventTest, NegativeTimeOutCountsAsZero) {
 TEST_F(FerrelWaitEventTest, WithoutARootItFailsAtOnce) {
     unsetenv(tvRootVariable);
     const auto start = Clock::now();
-    EXPECT_EQ(FerrelWaitEvent(eventName, 20000), -1);
-    EXPECT_LT(Clock::now() - start, seconds(10));
+    EXPECT_EQ(FerrelWaitEvent(eventName, 100000), -1);
+    EXPECT_LT(Clock::now() - start, seconds(60));
 }
 
 TEST_F(FerrelWaitEventTest, NullNameFails) {

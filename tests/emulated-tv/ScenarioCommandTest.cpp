@@ -92,7 +92,10 @@ TEST_F(ScenarioCommandTest, ScenarioMayComeFromAPipe) {
 
 TEST_F(ScenarioCommandTest, ExampleOfADyingServicePlaysAsItSays) {
     Program tv(run(std::filesystem::path(SCENARIOS) / "service-dies.json",
-                   std::string("until ") + TV_EMULATOR + " list | grep 'hdmi2 .* on '; do :; done"),
+                   std::string("tv=") + TV_EMULATOR +
+                       "; until $tv list | grep 'hdmi2 .* on '; do :; done;"
+                       // Refused until the service is back.
+                       " until $tv fault flood --count 1 2>/dev/null; do :; done"),
                environment());
     EXPECT_EQ(tv.exitCode(), 0) << tv.errors();
     EXPECT_EQ(tv.errors(), "");
