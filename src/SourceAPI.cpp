@@ -72,6 +72,9 @@ class Announcement {
     std::size_t m_told = 0;
 };
 
+// Whether the last reading of the names was one. What it read may be stale meanwhile.
+std::atomic<bool> namesWereRead{false};
+
 // How often names or device types were changed from here.
 std::atomic<unsigned int> nameChanges{0};
 
@@ -711,7 +714,8 @@ bool CSourceAPI::m_UpdateSourceListCache(Json::Value list) {
 bool CSourceAPI::m_UpdateCache(Json::Value list) {
     m_UpdateSourceDataMapCache();
     m_UpdateSourceListCache(std::move(list));
-    const bool hasMap = atomicLoad(m_bIntializedSourceDataMap);
+    // Not the flag: another thread's rename during the fetch makes the names stale, not unread.
+    const bool hasMap = namesWereRead;
     const bool hasList = atomicLoad(m_bIntializedSourceItemArray);
     const bool updated = hasMap && hasList;
     LOG_INFO("Update SourceDataMap[%d] SourceItemArray[%d] --> [%d]", hasMap, hasList, updated);
@@ -830,6 +834,7 @@ void CSourceAPI::m_UpdateSourceDataMapCache() {
         std::multimap<int, SourceNameList> map;
         const bool read = m_GetSourceMap(map);
         m_SetSourceMapCache(std::move(map));
+        namesWereRead = read;
         // Stored last: who sees the flag finds the new map.
         atomicStore(m_bIntializedSourceDataMap, read);
         // What another thread changed meanwhile may be missing in what was read.

@@ -280,6 +280,21 @@ TEST_F(SourceNamesTest, AChangeWhileTheStoreIsReadIsNotLost) {
     EXPECT_EQ(nameOf(9, 0), "new");
 }
 
+TEST_F(SourceNamesTest, AChangeWhileTheListIsFetchedDoesNotFailTheQuery) {
+    service.reply(R"({"return_data":true})");
+    service.replyTo("UtilGetSourceList", R"({"return_data":[]})");
+    CSourceAPI::Get();
+    CSourceAPI::m_bIntializedSourceDataMap = false;
+    platform.onLog([&](const LogLine &line) {
+        if (line.text == "m_UpdateSourceListCache") {
+            platform.onLog(nullptr);
+            EXPECT_TRUE(CSourceAPI::Get()->SetSourceEditName(7, "new", 0));
+        }
+    });
+    EXPECT_EQ(nameOf(7, 0), "Game");
+    EXPECT_FALSE(loaded());
+}
+
 TEST_F(SourceNamesTest, WrongTypeLeavesTheCacheAndItsFlag) {
     CSourceAPI::m_UpdateSourceDataMapCache();
     platform.setSourceNames(R"([{"SourceType":1},{"SourceType":"x"}])");
