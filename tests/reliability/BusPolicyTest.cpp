@@ -38,6 +38,11 @@ std::string contentOf(const std::filesystem::path &file) {
     return content.str();
 }
 
+// Whatever the files of whoever runs the tests are to others.
+void openToStrangers(const std::filesystem::path &folder) {
+    std::filesystem::permissions(folder, std::filesystem::perms(0755));
+}
+
 // A message bus that obeys the policy file, configured for the given service user and otherwise
 // as a system bus is: nothing is allowed but what a policy allows.
 class PolicyBus {
@@ -46,6 +51,7 @@ class PolicyBus {
         : m_folder(std::filesystem::path(testing::TempDir()) /
                    ("policy-" + std::to_string(getpid()))) {
         std::filesystem::create_directories(m_folder / "system.d");
+        openToStrangers(m_folder);
         const std::string placeholder = "@SOURCE_API_SERVICE_USER@";
         std::string policy = contentOf(POLICY_TEMPLATE);
         policy.replace(policy.find(placeholder), placeholder.size(), serviceUser);
@@ -197,6 +203,7 @@ class EmulatedTv {
  public:
     EmulatedTv() {
         std::filesystem::create_directory(m_root);
+        openToStrangers(m_root);
         m_emulator.emplace(std::vector<std::string>{TV_EMULATOR, "run", "--root", m_root.string(),
                                                     "--", "sh", "-c",
                                                     "echo \"$DBUS_SYSTEM_BUS_ADDRESS\"; cat"});

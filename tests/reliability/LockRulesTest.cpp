@@ -116,6 +116,10 @@ TEST_F(LockRulesTest, ASubscriptionDoesNotWaitForAnothersRequest) {
     });
     std::thread other([api] { EXPECT_TRUE(api->Connect(4)); });
     EXPECT_TRUE(subscribed.wait());
+    // Said under the endpoint's lock, which the first request tries for a millisecond only.
+    while (!isFree(CSourceAPI::dBusHandler->m_Mutex)) {
+        std::this_thread::yield();
+    }
     query.answer();
     caller.join();
     other.join();

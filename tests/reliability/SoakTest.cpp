@@ -250,9 +250,10 @@ class Soak {
         }
         supervisor.join();
         m_after = lookAtProcess();
-        // A thread that was joined may be a moment in going.
+        // A thread that was joined may be a moment in going, and so may what a call held.
         const Clock::time_point limit = Clock::now() + std::chrono::milliseconds(waitLimit);
-        while (m_after.threads > m_before.threads && Clock::now() < limit) {
+        while ((m_after.threads > m_before.threads || m_after.descriptors > m_before.descriptors) &&
+               Clock::now() < limit) {
             std::this_thread::yield();
             m_after = lookAtProcess();
         }
@@ -309,8 +310,8 @@ class Soak {
                     m_after.descriptors);
         std::printf("| own threads, before and after  | %6ld %7ld |\n", m_before.threads,
                     m_after.threads);
-        EXPECT_EQ(m_after.threads, m_before.threads);
-        EXPECT_EQ(m_after.descriptors, m_before.descriptors);
+        EXPECT_LE(m_after.threads, m_before.threads);
+        EXPECT_LE(m_after.descriptors, m_before.descriptors);
 #ifndef SOAK_UNDER_SANITIZER
         EXPECT_LT(static_cast<double>(second.residentKiB),
                   static_cast<double>(first.residentKiB) * 1.05 + 1024);
@@ -359,11 +360,18 @@ class Soak {
         const Clock::time_point end = Clock::now() + std::chrono::seconds(m_seconds);
         const Clock::time_point limit = end + std::chrono::seconds(60);
         while (Clock::now() < end || (!hasSeenEnough() && Clock::now() < limit)) {
-            // Killed by leaving the scope.
-            ChildProgram service({program, "--service", std::to_string(m_generation)});
-            EXPECT_EQ(service.readLine(), "ready");
-            std::unique_lock<std::mutex> lock(m_mutex);
-            m_wake.wait_for(lock, std::chrono::seconds(1), [] { return false; });
+            {
+                // Killed by leaving the scope.
+                ChildProgram service({program, "--service", std::to_string(m_generation)});
+                EXPECT_EQ(service.readLine(), "ready");
+                std::unique_lock<std::mutex> lock(m_mutex);
+                m_wake.wait_for(lock, std::chrono::seconds(1), [] { return false; });
+            }
+            // With every signal told that has come: those that wait take memory.
+            for (const long before = m_quietMoments;
+                 m_quietMoments < before + 2 && Clock::now() < limit;) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            }
             m_samples.push_back(lookAtProcess());
             m_generation += 1000000;
             ++m_restarts;
@@ -376,6 +384,7 @@ class Soak {
         while (m_busy > 0) {
             g_main_context_iteration(nullptr, FALSE);
             if (g_main_context_pending(nullptr) == FALSE) {
+                ++m_quietMoments;
                 std::this_thread::yield();
             }
         }
@@ -386,6 +395,7 @@ class Soak {
     std::atomic<int> m_busy{threadCount + 1};
     std::array<std::atomic<long>, threadCount> m_rounds{};
     std::atomic<int> m_restarts{0};
+    std::atomic<long> m_quietMoments{0};
     long m_generation = 0;
     Standing m_standing;
     std::array<Registration, standingRegistrations> m_registrations{};

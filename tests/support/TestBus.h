@@ -17,7 +17,7 @@ struct GObjectRelease {
 using BusConnection = std::unique_ptr<GDBusConnection, GObjectRelease>;
 
 // Every wait of the tests ends after this, in milliseconds, at the latest.
-constexpr int waitLimit = 20000;
+constexpr int waitLimit = 60000;
 
 class TestBus {
  public:
