@@ -55,9 +55,11 @@ class SupervisedService {
 
  private:
     static constexpr auto script =
-        "trap 'kill $service; wait; exit 0' TERM\n"
-        "while :; do \"$1\" serve --root \"$2\" & service=$!\n"
-        "echo $service >\"$2/pid\"; wait $service; done";
+        "trap 'kill $!; wait; exit 0' TERM\n"
+        "while :; do\n"
+        // Its number is there before its name is on the bus.
+        "sh -c 'echo $$ >\"$2/pid\"; exec \"$1\" serve --root \"$2\"' sh \"$1\" \"$2\" &\n"
+        "wait $!; done";
 
     static std::string makeRoot() {
         g_autofree char *root = g_dir_make_tmp("service-check-XXXXXX", nullptr);

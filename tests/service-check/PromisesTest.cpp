@@ -83,7 +83,7 @@ class BrokenPromiseTest : public ::testing::TestWithParam<std::string> {};
 
 // The whole limit passes where the break is that nothing comes.
 std::string timeoutFor(const std::string &id) {
-    return id == "change-signal" || id == "restart-signal" ? "5000" : "20000";
+    return id == "change-signal" || id == "restart-signal" ? "10000" : "20000";
 }
 
 TEST_P(BrokenPromiseTest, IsReportedAndNoOther) {

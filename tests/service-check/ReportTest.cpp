@@ -112,7 +112,7 @@ TEST_F(ReportTest, IconsThatAreThereAreLeftAlone) {
 TEST_F(ReportTest, SilenceIsNoError) {
     FaithfulService service(bus);
     service.leaveOtherBodiesUnanswered();
-    const Ended ended = serviceCheck({"--json", "--timeout", "5000"});
+    const Ended ended = serviceCheck({"--json", "--timeout", "10000"});
     EXPECT_EQ(ended.exitCode, 1);
     EXPECT_THAT(idsByOutcome(parsedJson(ended.output))["broken"], ElementsAre("other-body"));
 }
@@ -126,7 +126,7 @@ TEST_F(ReportTest, ACommandThatDoesNotRestartTheServiceIsNamed) {
 TEST_F(ReportTest, AnInterruptWaitsUntilTheSourceHasItsNameBack) {
     FaithfulService service(bus, "change-signal");
     const Json::Value list = service.list();
-    ChildProgram program({SERVICE_CHECK, "--timeout", "5000"});
+    ChildProgram program({SERVICE_CHECK, "--timeout", "10000"});
     FakeService &called = service.onTheBus();
     for (std::size_t calls = 1; called.countOf("UtilSetSourceEditName") == 0; ++calls) {
         called.waitForCalls(calls);
@@ -139,7 +139,7 @@ TEST_F(ReportTest, AnInterruptWaitsUntilTheSourceHasItsNameBack) {
 }
 
 TEST_F(ReportTest, WithoutAServiceThereIsNone) {
-    const Ended ended = serviceCheck({"--json"});
+    const Ended ended = serviceCheck({"--json", "--timeout", "20000"});
     EXPECT_EQ(ended.exitCode, 3);
     EXPECT_EQ(ended.output, "");
     EXPECT_EQ(ended.errors, "service-check: the source service is not running on the system bus\n");

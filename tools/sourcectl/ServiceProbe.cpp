@@ -8,7 +8,7 @@
 namespace {
 
 constexpr const char *serviceName = "source_service.message";
-constexpr int answerLimit = 5000;  // milliseconds
+constexpr int answerLimit = 25000;  // milliseconds, as for a request
 
 }  // namespace
 

@@ -8,7 +8,7 @@
 #include <string>
 
 // The library answers false for a refusal and for a service out of reach alike; this asks the bus
-// which it was. Empty when the source service is there. Blocks for 5 seconds at most.
+// which it was. Empty when the source service is there. Blocks for 25 seconds at most.
 std::optional<std::string> whyUnreachable();
 
 #endif

@@ -154,7 +154,19 @@ namespace SourceApi.Tests
         private static bool HasThreadOfTheBinding()
         {
             return Directory.GetDirectories("/proc/self/task").Any(
-                task => File.ReadAllText(task + "/comm").Trim() == MainContext.ThreadName);
+                task => NameOfThread(task) == MainContext.ThreadName);
+        }
+
+        private static string NameOfThread(string task)
+        {
+            try
+            {
+                return File.ReadAllText(task + "/comm").Trim();
+            }
+            catch (IOException)
+            {
+                return null;  // It has ended meanwhile.
+            }
         }
 
         [DllImport("libglib-2.0.so.0")]
