@@ -61,6 +61,18 @@ TEST_F(PlayerTest, NothingHappensBeforeTheStartAndOnlyOnceAfterwards) {
     EXPECT_THAT(results(), ElementsAre(1, 5));
 }
 
+TEST_F(PlayerTest, WhatIsNotDueWhenItIsStoppedDoesNotHappen) {
+    Player player(Scenario("f", R"({"events": [{"do": "emit", "result": 1},
+                                               {"at": 30, "do": "emit", "result": 2}]})"),
+                  *m_tv);
+    Player longer(Scenario("f", R"({"events": [{"at": 60, "do": "emit", "result": 3}]})"), *m_tv);
+    player.start();
+    player.stop();
+    longer.start();
+    ASSERT_TRUE(serveUntil([&] { return m_signals.size() >= 2; }));
+    EXPECT_THAT(results(), ElementsAre(1, 3));
+}
+
 TEST_F(PlayerTest, FaultsAreMade) {
     Player player(Scenario("f", R"({"events": [
                       {"do": "fault", "kind": "refused", "command": "RunApp", "count": 2},
