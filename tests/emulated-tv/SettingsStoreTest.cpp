@@ -90,7 +90,7 @@ TEST_F(SettingsStoreTest, ReaderNeverSeesATornValue) {
     m_store.set("key", first);
     std::atomic<bool> isDone{false};
     std::thread writer([&] {
-        for (int round = 0; round < 40; ++round) {
+        for (int round = 0; round < 100; ++round) {
             m_store.set("key", round % 2 == 0 ? second : first);
         }
         isDone = true;

@@ -117,9 +117,9 @@ TEST_F(LockRulesTest, ASubscriptionDoesNotWaitForAnothersRequest) {
     std::thread other([api] { EXPECT_TRUE(api->Connect(4)); });
     EXPECT_TRUE(subscribed.wait());
     // Said under the endpoint's lock, which the first request tries for a millisecond only.
-    while (!isFree(CSourceAPI::dBusHandler->m_Mutex)) {
-        std::this_thread::yield();
-    }
+    SourceTCMutex &lock = CSourceAPI::dBusHandler->m_Mutex;
+    EXPECT_EQ(lock.Try(waitLimit * 1000UL), 1);
+    lock.Unlock();
     query.answer();
     caller.join();
     other.join();
