@@ -56,8 +56,9 @@ std::string written(const Json::Value &value, const char *before, const char *af
     tool->writer->write(value, &tool->stream);
     tool->stream << after;
     const bool reusable = tool->stream.good();
-    // Moved out: a long text's memory does not stay on the shelf.
+    // Moved out: a long text's memory does not stay on the shelf. g++ 10 copies it instead.
     std::string text = std::move(tool->stream).str();
+    tool->stream.str(std::string());
     if (reusable) {
         writers.putBack(std::move(tool));
     }

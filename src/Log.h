@@ -8,6 +8,18 @@
 
 #include "Platform.h"
 
+// g++ knows this macro since its version 12.
+#ifndef __FILE_NAME__
+constexpr const char *baseNameOf(const char *path) {
+    const char *name = path;
+    for (; *path != '\0'; ++path) {
+        name = *path == '/' ? path + 1 : name;
+    }
+    return name;
+}
+#define __FILE_NAME__ baseNameOf(__FILE__)
+#endif
+
 #define SOURCE_API_LOG(priority, message, ...)                                                   \
     __dlog_print(0, priority, "SOURCE_API", "%s: %s(%d) > [%s:%d] " message "\n", __FILE_NAME__, \
                  __func__, __LINE__, __func__, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
