@@ -58,8 +58,8 @@ BusDaemon::BusDaemon(const RootPlaces &places) {
     if (pipe2(ends, O_CLOEXEC) != 0) {
         throw std::system_error(errno, std::generic_category(), "cannot make a pipe");
     }
-    m_addressOutput = FileDescriptor(ends[0]);
-    const FileDescriptor addressInput(ends[1]);
+    m_addressOutput = support::FileDescriptor(ends[0]);
+    const support::FileDescriptor addressInput(ends[1]);
     ChildPlan plan;
     // What the bus has to say belongs in the system's log; the terminal is the command's.
     plan.command = {"dbus-daemon",

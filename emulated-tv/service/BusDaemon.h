@@ -28,7 +28,7 @@ class BusDaemon {
     std::string address() const;
 
  private:
-    FileDescriptor m_addressOutput;
+    support::FileDescriptor m_addressOutput;
     pid_t m_pid = 0;
 };
 

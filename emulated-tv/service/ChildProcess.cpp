@@ -105,8 +105,8 @@ pid_t startChild(const ChildPlan &plan) {
     if (pipe2(ends, O_CLOEXEC) != 0) {
         throw std::system_error(errno, std::generic_category(), "cannot make a pipe");
     }
-    const FileDescriptor report(ends[0]);
-    FileDescriptor reporter(ends[1]);
+    const support::FileDescriptor report(ends[0]);
+    support::FileDescriptor reporter(ends[1]);
 
     const pid_t parent = getpid();
     sigset_t all;

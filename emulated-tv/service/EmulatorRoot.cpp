@@ -54,7 +54,7 @@ struct flock wholeFile() {
 }
 
 bool isRunning(const fs::path &root) {
-    const FileDescriptor file(open(lockFile(root).c_str(), O_RDWR | O_CLOEXEC));
+    const support::FileDescriptor file(open(lockFile(root).c_str(), O_RDWR | O_CLOEXEC));
     struct flock lock = wholeFile();
     return file && fcntl(file.get(), F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
 }
@@ -100,8 +100,8 @@ void removeForGood(const fs::path &path) {
 
 }  // namespace
 
-FileDescriptor lockRoot(const fs::path &root) {
-    FileDescriptor file(open(lockFile(root).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+support::FileDescriptor lockRoot(const fs::path &root) {
+    support::FileDescriptor file(open(lockFile(root).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
     if (!file) {
         throw std::system_error(errno, std::generic_category(), "cannot use " + root.string());
     }

@@ -12,7 +12,7 @@
 
 // Marks a root as that of a running emulator for as long as the file stays open in any process.
 // Throws std::runtime_error when another emulator runs there.
-FileDescriptor lockRoot(const std::filesystem::path &root);
+support::FileDescriptor lockRoot(const std::filesystem::path &root);
 
 // Where the bus of the emulator that runs in a root is written down.
 std::filesystem::path busAddressFile(const std::filesystem::path &root);
@@ -51,7 +51,7 @@ class EmulatorRoot {
 
  private:
     RootPlaces m_places;
-    FileDescriptor m_lock;
+    support::FileDescriptor m_lock;
 };
 
 #endif

@@ -30,7 +30,7 @@ class Flood {
     std::uint64_t m_sent = 0;
     std::optional<std::uint32_t> m_perSecond;
     Clock::time_point m_start;
-    Timer m_timer;
+    support::Timer m_timer;
 };
 
 #endif

@@ -20,7 +20,7 @@ class LateAnswers {
     struct Answer {
         std::unique_ptr<GDBusMethodInvocation, Unreference> invocation;
         Variant body;
-        Timer timer;
+        support::Timer timer;
     };
     std::list<Answer> m_answers;
 };

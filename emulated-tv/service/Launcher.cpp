@@ -53,8 +53,8 @@ std::string shellWord(const std::string &text) {
 }
 
 // Of the file that was checked, only what was read then counts.
-FileDescriptor fileWith(const std::string &text) {
-    FileDescriptor file(memfd_create("scenario", MFD_CLOEXEC));
+support::FileDescriptor fileWith(const std::string &text) {
+    support::FileDescriptor file(memfd_create("scenario", MFD_CLOEXEC));
     std::size_t written = 0;
     while (written < text.size()) {
         const ssize_t size = write(file.get(), text.data() + written, text.size() - written);
@@ -105,7 +105,7 @@ void Launcher::startService() {
         plan.command.push_back("--root=" + m_plan.root->string());
     }
     plan.keeps = {serviceEnd.get()};
-    FileDescriptor scenario;
+    support::FileDescriptor scenario;
     if (m_plan.scenario) {
         scenario = fileWith(m_plan.scenario->text);
         plan.keeps.push_back(scenario.get());

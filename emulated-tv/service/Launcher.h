@@ -74,7 +74,7 @@ class Launcher {
     std::optional<RootPlaces> m_places;
     std::optional<BusDaemon> m_busDaemon;
     std::string m_busAddress;
-    FileDescriptor m_lifeline;
+    support::FileDescriptor m_lifeline;
     bool m_isEnding = false;
     // Process ids, 0 for none that is alive.
     pid_t m_bus = 0;

@@ -49,12 +49,12 @@ std::optional<pid_t> hearNumber(int end) {
 
 }  // namespace
 
-std::pair<FileDescriptor, FileDescriptor> makeLifeline() {
+std::pair<support::FileDescriptor, support::FileDescriptor> makeLifeline() {
     int ends[2];
     if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0) {
         throw std::system_error(errno, std::generic_category(), "cannot make a pair of sockets");
     }
-    return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
+    return {support::FileDescriptor(ends[0]), support::FileDescriptor(ends[1])};
 }
 
 void sayPlaces(int serviceEnd, const RootPlaces &places) {

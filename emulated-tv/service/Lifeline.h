@@ -16,7 +16,7 @@
 #include "FileDescriptor.h"
 
 // The launcher's end and the service's. Throws std::system_error.
-std::pair<FileDescriptor, FileDescriptor> makeLifeline();
+std::pair<support::FileDescriptor, support::FileDescriptor> makeLifeline();
 
 // The service tells where the emulator's parts are to lie. Reading is empty when it died instead.
 void sayPlaces(int serviceEnd, const RootPlaces &places);

@@ -34,7 +34,7 @@ class Player {
     bool m_isPlaying = false;
     Clock::time_point m_start;
     std::size_t m_next = 0;
-    Timer m_timer;
+    support::Timer m_timer;
 };
 
 #endif

@@ -202,7 +202,7 @@ int serveOn(const std::string &busAddress, const std::filesystem::path &root,
 
 int serve(const std::filesystem::path &root) {
     std::filesystem::create_directories(root);
-    const FileDescriptor lock = lockRoot(root);
+    const support::FileDescriptor lock = lockRoot(root);
     return serveOn(systemBusAddress(), root, nullptr, std::nullopt);
 }
 

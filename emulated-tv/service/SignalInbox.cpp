@@ -23,7 +23,7 @@ SignalInbox::SignalInbox() {
     if (hangUp.sa_handler != SIG_IGN) {
         sigaddset(&signals, SIGHUP);
     }
-    m_fd = FileDescriptor(signalfd(-1, &signals, SFD_CLOEXEC));
+    m_fd = support::FileDescriptor(signalfd(-1, &signals, SFD_CLOEXEC));
     if (!m_fd) {
         throw std::system_error(errno, std::generic_category(), "cannot wait for signals");
     }

@@ -24,7 +24,7 @@ class SignalInbox {
     int descriptor() const { return m_fd.get(); }
 
  private:
-    FileDescriptor m_fd;
+    support::FileDescriptor m_fd;
 };
 
 #endif

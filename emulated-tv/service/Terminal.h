@@ -22,7 +22,7 @@ class Terminal {
     int descriptor() const { return m_fd.get(); }
 
  private:
-    FileDescriptor m_fd;
+    support::FileDescriptor m_fd;
 };
 
 #endif

@@ -111,7 +111,7 @@ TEST_F(LauncherTest, WhatTheCommandLeavesBehindEndsWithIt) {
                environment());
     ASSERT_TRUE(isReady());
     const ProcessWatch background(noted("background"));
-    FileDescriptor(open(fifo.c_str(), O_WRONLY)).reset();
+    support::FileDescriptor(open(fifo.c_str(), O_WRONLY)).reset();
     EXPECT_EQ(tv.exitCode(), 3);
     EXPECT_TRUE(background.waitForEnd());
     EXPECT_TRUE(noRootIsLeft());
@@ -272,7 +272,7 @@ class LauncherTerminalTest : public LauncherTest {
             execv(arguments.front(), arguments.data());
             _exit(EXIT_FAILURE);
         }
-        m_terminal = FileDescriptor(terminal);
+        m_terminal = support::FileDescriptor(terminal);
         return pid;
     }
 
@@ -292,7 +292,7 @@ class LauncherTerminalTest : public LauncherTest {
     }
 
  private:
-    FileDescriptor m_terminal;
+    support::FileDescriptor m_terminal;
 };
 
 TEST_F(LauncherTerminalTest, InterruptKeyIsForTheCommand) {

@@ -47,7 +47,7 @@ std::vector<char *> pointersTo(std::vector<std::string> &texts) {
     return pointers;
 }
 
-bool isReadable(const FileDescriptor &fd) {
+bool isReadable(const support::FileDescriptor &fd) {
     pollfd readable = {fd.get(), POLLIN, 0};
     return poll(&readable, 1, static_cast<int>(std::chrono::milliseconds(patience).count())) > 0;
 }
@@ -74,7 +74,7 @@ bool ProcessWatch::waitForEnd() const {
 }
 
 bool ProcessWatch::isThere() const {
-    const FileDescriptor file(openat(m_folder.get(), "stat", O_RDONLY | O_CLOEXEC));
+    const support::FileDescriptor file(openat(m_folder.get(), "stat", O_RDONLY | O_CLOEXEC));
     std::array<char, 4096> text;
     const ssize_t size = file ? read(file.get(), text.data(), text.size()) : -1;
     if (size <= 0) {
@@ -154,7 +154,7 @@ bool Program::waitForErrors(const std::string &text) const {
 }
 
 bool Program::waitForText(const std::string &text, const char *file) const {
-    const FileDescriptor changes(inotify_init1(IN_CLOEXEC));
+    const support::FileDescriptor changes(inotify_init1(IN_CLOEXEC));
     inotify_add_watch(changes.get(), (m_folder.path() / file).c_str(), IN_MODIFY);
     while (readFile(m_folder.path() / file).value_or("").find(text) == std::string::npos) {
         std::array<char, 4096> events;

@@ -29,8 +29,8 @@ class ProcessWatch {
  private:
     bool isThere() const;
 
-    FileDescriptor m_folder;
-    FileDescriptor m_fd;
+    support::FileDescriptor m_folder;
+    support::FileDescriptor m_fd;
 };
 
 std::vector<pid_t> childrenOf(pid_t process);

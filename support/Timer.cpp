@@ -5,6 +5,8 @@
 
 #include <utility>
 
+namespace support {
+
 void Timer::start(std::chrono::milliseconds delay, std::function<void()> action) {
     stop();
     m_action = std::move(action);
@@ -24,3 +26,5 @@ gboolean Timer::fire(gpointer timer) {
     action();
     return G_SOURCE_REMOVE;
 }
+
+}  // namespace support

@@ -1,15 +1,17 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-#ifndef EMULATED_TV_TIMER_H
-#define EMULATED_TV_TIMER_H
+#ifndef SUPPORT_TIMER_H
+#define SUPPORT_TIMER_H
 
 #include <glib.h>
 
 #include <chrono>
 #include <functional>
 
-// Does something once, on the main context, when a time has passed; nothing when it goes earlier.
+namespace support {
+
+// Runs an action once after a delay, on the default main context. Destroying the timer cancels it.
 class Timer {
  public:
     Timer() = default;
@@ -17,7 +19,7 @@ class Timer {
     Timer(const Timer &) = delete;
     Timer &operator=(const Timer &) = delete;
 
-    // In place of what it was to do before. The action may start it again, or destroy it.
+    // Replaces a pending action. The action may restart or destroy the timer.
     void start(std::chrono::milliseconds delay, std::function<void()> action);
     void stop();
 
@@ -27,5 +29,7 @@ class Timer {
     guint m_id = 0;
     std::function<void()> m_action;
 };
+
+}  // namespace support
 
 #endif

@@ -1,14 +1,16 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-#ifndef EMULATED_TV_FILE_DESCRIPTOR_H
-#define EMULATED_TV_FILE_DESCRIPTOR_H
+#ifndef SUPPORT_FILE_DESCRIPTOR_H
+#define SUPPORT_FILE_DESCRIPTOR_H
 
 #include <unistd.h>
 
 #include <utility>
 
-// Owns an open file, or nothing (-1).
+namespace support {
+
+// Owns a file descriptor, or none (-1).
 class FileDescriptor {
  public:
     explicit FileDescriptor(int fd = -1) : m_fd(fd) {}
@@ -30,5 +32,7 @@ class FileDescriptor {
  private:
     int m_fd;
 };
+
+}  // namespace support
 
 #endif
