@@ -1,13 +1,13 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The emulated TV's service keeps every promise.
+// The emulated TV's service passes every check.
 #include <gmock/gmock.h>
 
 #include <filesystem>
 
 #include "FakeService.h"
-#include "Program.h"
+#include "ServiceCheckProgram.h"
 #include "TestBus.h"
 
 namespace {
@@ -16,28 +16,30 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
-TEST(EmulatedTvCheckTest, KeepsEveryPromise) {
-    const Ended ended = run({TV_EMULATOR, "run", "--", SERVICE_CHECK, "--json", "--timeout",
-                             "20000", "--shown", "tuner", "--source", "av", "--device-type", "3"});
-    EXPECT_EQ(ended.exitCode, 0);
-    auto ids = idsByOutcome(parsedJson(ended.output));
-    EXPECT_THAT(ids["broken"], IsEmpty());
+TEST(EmulatedTvCheckTest, PassesEveryCheck) {
+    const ProgramResult result =
+        runProgram({TV_EMULATOR, "run", "--", SERVICE_CHECK, "--json", "--timeout", "20000",
+                    "--shown", "tuner", "--source", "av", "--device-type", "3"});
+    EXPECT_EQ(result.exitCode, 0);
+    auto ids = idsByOutcome(parsedJson(result.output));
+    EXPECT_THAT(ids["failed"], IsEmpty());
     EXPECT_THAT(ids["skipped"], ElementsAre("restart-name", "restart-list", "restart-signal"));
 }
 
-// It shows one of two sources of a type, and a check that connects the other would not go unseen.
-TEST(EmulatedTvCheckTest, IsLeftAsItWas) {
-    const Ended ended = run({TV_EMULATOR, "run", "--", "sh", "-c",
-                             "\"$2\" run 8 usb-camera && before=$(\"$1\" list) && "
-                             "\"$0\" --timeout 20000 --shown usb-camera --source av "
-                             "--device-type 3 && test \"$before\" = \"$(\"$1\" list)\"",
-                             SERVICE_CHECK, TV_EMULATOR, SOURCECTL});
-    EXPECT_EQ(ended.exitCode, 0) << ended.output << ended.errors;
-    EXPECT_THAT(ended.output, HasSubstr("\nskipped connect-answer "));
-    EXPECT_THAT(ended.output, HasSubstr("\nkept    run-answer "));
+// The source that is shown is the second of its type, so that connecting by type would change it.
+TEST(EmulatedTvCheckTest, IsLeftUnchanged) {
+    const ProgramResult result =
+        runProgram({TV_EMULATOR, "run", "--", "sh", "-c",
+                    "\"$2\" run 8 usb-camera && before=$(\"$1\" list) && "
+                    "\"$0\" --timeout 20000 --shown usb-camera --source av "
+                    "--device-type 3 && test \"$before\" = \"$(\"$1\" list)\"",
+                    SERVICE_CHECK, TV_EMULATOR, SOURCECTL});
+    EXPECT_EQ(result.exitCode, 0) << result.output << result.errors;
+    EXPECT_THAT(result.output, HasSubstr("\nskipped connect-answer "));
+    EXPECT_THAT(result.output, HasSubstr("\npassed  run-answer "));
 }
 
-// A service that is started anew whenever it ends.
+// Restarts the service whenever it exits.
 class SupervisedService {
  public:
     SupervisedService()
@@ -57,7 +59,7 @@ class SupervisedService {
     static constexpr auto script =
         "trap 'kill $!; wait; exit 0' TERM\n"
         "while :; do\n"
-        // Its number is there before its name is on the bus.
+        // Writes the pid before the service owns its well-known name.
         "sh -c 'echo $$ >\"$2/pid\"; exec \"$1\" serve --root \"$2\"' sh \"$1\" \"$2\" &\n"
         "wait $!; done";
 
@@ -71,28 +73,28 @@ class SupervisedService {
     ChildProgram m_supervisor;
 };
 
-bool comesUp(const std::string &busName) {
-    bool isUp = false;
+bool appears(const std::string &busName) {
+    bool hasOwner = false;
     const guint watch = g_bus_watch_name_on_connection(
         sharedConnection().get(), busName.c_str(), G_BUS_NAME_WATCHER_FLAGS_NONE,
-        [](GDBusConnection *, const char *, const char *, gpointer up) {
-            *static_cast<bool *>(up) = true;
+        [](GDBusConnection *, const char *, const char *, gpointer data) {
+            *static_cast<bool *>(data) = true;
         },
-        nullptr, &isUp, nullptr);
-    const bool came = iterateUntil([&] { return isUp; });
+        nullptr, &hasOwner, nullptr);
+    const bool appeared = iterateUntil([&] { return hasOwner; });
     g_bus_unwatch_name(watch);
-    return came;
+    return appeared;
 }
 
-TEST(EmulatedTvCheckTest, KeepsEveryPromiseWhenItIsStartedAnew) {
+TEST(EmulatedTvCheckTest, PassesTheChecksOfARestart) {
     const TestBus bus;
     const SupervisedService service;
-    ASSERT_TRUE(comesUp("source_service.message"));
-    const Ended ended =
+    ASSERT_TRUE(appears("source_service.message"));
+    const ProgramResult result =
         serviceCheck({"--json", "--timeout", "20000", "--restart", service.restartCommand()});
-    EXPECT_EQ(ended.exitCode, 0) << ended.output << ended.errors;
+    EXPECT_EQ(result.exitCode, 0) << result.output << result.errors;
     EXPECT_THAT(
-        idsByOutcome(parsedJson(ended.output))["skipped"],
+        idsByOutcome(parsedJson(result.output))["skipped"],
         ElementsAre("connect-answer", "run-answer", "device-type-answer", "detected-answer"));
 }
 

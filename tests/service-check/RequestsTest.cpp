@@ -1,23 +1,21 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The check asks the service exactly as the library does.
+// service-check sends the same messages as the client library.
 #include <gmock/gmock.h>
 
-#include <filesystem>
 #include <set>
 
-#include "FaithfulService.h"
-#include "Program.h"
-#include "ReadinessEvent.h"
-#include "SettingsStore.h"
+#include "ConformingService.h"
+#include "EmulatorFixture.h"
+#include "ServiceCheckProgram.h"
 
 namespace {
 
 using ::testing::IsSupersetOf;
 
-// Everything that the bus carried of a call, but for who the caller is.
-std::string inWords(ReceivedCall call) {
+// Every field of a call except the process id of the caller.
+std::string textOf(ReceivedCall call) {
     const Json::Value pidOfCaller = Json::Path(".data.Pid").resolve(call.json);
     if (!pidOfCaller.isNull()) {
         const std::string pid = jsonText(pidOfCaller);
@@ -30,68 +28,44 @@ std::string inWords(ReceivedCall call) {
 std::set<std::string> callsOf(const FakeService &service) {
     std::set<std::string> calls;
     for (const ReceivedCall &call : service.calls()) {
-        calls.insert(inWords(call));
+        calls.insert(textOf(call));
     }
     return calls;
 }
 
-// A TV's folder in which there are no names, and the service counts as started.
-class ReadyRoot {
- public:
-    ReadyRoot() {
-        g_autofree char *root = g_dir_make_tmp("service-check-XXXXXX", nullptr);
-        EXPECT_NE(root, nullptr);
-        m_path = root;
-        SettingsStore(m_path).set("db/source-list/source-name", "[]");
-        ReadinessEvent(m_path, "/tmp/source_service_ready").set();
-    }
-    ~ReadyRoot() {
-        std::error_code ignored;
-        std::filesystem::remove_all(m_path, ignored);
-    }
-    ReadyRoot(const ReadyRoot &) = delete;
-    ReadyRoot &operator=(const ReadyRoot &) = delete;
-
-    const std::string &path() const { return m_path; }
-
- private:
-    std::string m_path;
-};
-
-// Each of the nine commands with what the check is to send, too.
+// The nine commands with the same arguments as service-check sends.
 std::set<std::string> callsOfTheLibrary() {
     const TestBus bus;
-    FaithfulService service(bus);
-    const ReadyRoot root;
-    for (Words arguments :
-         std::vector<Words>{{"list"},
-                            {"connect", "8"},
-                            {"run", "8", "usb"},
-                            {"rename", "2", "Bär & Söhne"},
-                            {"device-type", "2", "3"},
-                            {"detected", "2", "", "3"},
-                            {"icon", "4"},
-                            {"icon", "4", "--source", "", "--focused", "", "--unfocused", ""},
-                            {"usb", "usb"}}) {
+    ConformingService service(bus);
+    const PlatformFixture platform;
+    for (Arguments arguments :
+         std::vector<Arguments>{{"list"},
+                                {"connect", "8"},
+                                {"run", "8", "usb"},
+                                {"rename", "2", "Bär & Söhne"},
+                                {"device-type", "2", "3"},
+                                {"detected", "2", "", "3"},
+                                {"icon", "4"},
+                                {"icon", "4", "--source", "", "--focused", "", "--unfocused", ""},
+                                {"usb", "usb"}}) {
         arguments.insert(arguments.begin(), SOURCECTL);
-        ChildProgram program(arguments, {{"SOURCE_TV_ROOT", root.path()}});
-        const Ended ended = finish(program);
-        EXPECT_EQ(ended.exitCode, 0) << arguments[1] << ": " << ended.errors;
+        const ProgramResult result = runProgram(arguments, platform.environment());
+        EXPECT_EQ(result.exitCode, 0) << arguments[1] << ": " << result.errors;
     }
-    return callsOf(service.onTheBus());
+    return callsOf(service.endpoint());
 }
 
 std::set<std::string> callsOfTheCheck() {
     const TestBus bus;
-    FaithfulService service(bus);
+    ConformingService service(bus);
     EXPECT_EQ(serviceCheck(
                   {"--timeout", "20000", "--shown", "usb", "--source", "av", "--device-type", "3"})
                   .exitCode,
               0);
-    return callsOf(service.onTheBus());
+    return callsOf(service.endpoint());
 }
 
-TEST(RequestsTest, AreThoseOfTheLibrary) {
+TEST(RequestsTest, AreTheSameAsTheLibrarys) {
     const std::set<std::string> ofTheLibrary = callsOfTheLibrary();
     EXPECT_EQ(ofTheLibrary.size(), 9U);
     EXPECT_THAT(callsOfTheCheck(), IsSupersetOf(ofTheLibrary));

@@ -1,48 +1,36 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <gmock/gmock.h>
+#include "Usage.h"
 
-#include "Program.h"
+#include "ServiceCheckProgram.h"
 
 namespace {
 
-using ::testing::HasSubstr;
-using ::testing::MatchesRegex;
+class WrongUsageTest : public ::testing::TestWithParam<std::pair<Arguments, std::string>> {};
 
-class WrongUsageTest : public ::testing::TestWithParam<std::pair<Words, std::string>> {};
-
-TEST_P(WrongUsageTest, IsRefusedWithItsReasonOnStandardError) {
-    const auto &[arguments, reason] = GetParam();
-    const Ended ended = serviceCheck(arguments);
-    EXPECT_EQ(ended.exitCode, 2);
-    EXPECT_EQ(ended.output, "");
-    EXPECT_EQ(ended.errors, reason + "\nRun with --help for more information.\n");
+TEST_P(WrongUsageTest, IsRejectedWithTheReasonOnStandardError) {
+    const auto &[arguments, offender] = GetParam();
+    expectUsageError(serviceCheck(arguments), offender);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     ServiceCheck, WrongUsageTest,
-    ::testing::Values(
-        std::pair(Words{"everything"}, "The following argument was not expected: everything"),
-        std::pair(Words{"--timeout", "0"}, "--timeout: Value 0 not in range 1 to 600000"),
-        std::pair(Words{"--timeout", "soon"}, "--timeout: Value soon not in range 1 to 600000"),
-        std::pair(Words{"--device-type", "3"}, "--device-type requires --source"),
-        std::pair(Words{"--source", "av", "--device-type", "-1"},
-                  "Could not convert: --device-type = -1"),
-        std::pair(Words{"--shown", "\xff"}, "--shown: not valid UTF-8"),
-        std::pair(Words{"--restart"}, "--restart: 1 required COMMAND missing")));
+    ::testing::Values(std::pair(Arguments{"everything"}, "everything"),
+                      std::pair(Arguments{"--timeout", "0"}, "--timeout"),
+                      std::pair(Arguments{"--timeout", "soon"}, "--timeout"),
+                      std::pair(Arguments{"--device-type", "3"}, "--source"),
+                      std::pair(Arguments{"--source", "av", "--device-type", "-1"},
+                                "--device-type"),
+                      std::pair(Arguments{"--shown", "\xff"}, "--shown: not valid UTF-8"),
+                      std::pair(Arguments{"--restart"}, "--restart")));
 
-TEST(ServiceCheckUsageTest, HelpTellsItsExitCodes) {
-    const Ended ended = serviceCheck({"--help"});
-    EXPECT_EQ(ended.exitCode, 0);
-    EXPECT_EQ(ended.errors, "");
-    EXPECT_THAT(ended.output, HasSubstr("Exit codes:\n  0    every promise is kept"));
+TEST(ServiceCheckUsageTest, HelpContainsTheExitCodes) {
+    expectHelp(serviceCheck({"--help"}), "Exit codes:\n  0    every check passed");
 }
 
 TEST(ServiceCheckUsageTest, VersionIsPrinted) {
-    const Ended ended = serviceCheck({"--version"});
-    EXPECT_EQ(ended.exitCode, 0);
-    EXPECT_THAT(ended.output, MatchesRegex("service-check [0-9]+\\.[0-9]+\\.[0-9]+\n"));
+    expectVersion(serviceCheck({"--version"}), "service-check");
 }
 
 }  // namespace

@@ -71,10 +71,10 @@ int exitCodeOf(pid_t process) {
 
 }  // namespace
 
-ChildProgram::ChildProgram(std::vector<std::string> arguments, const Environment &added) {
+ChildProgram::ChildProgram(Arguments arguments, const Environment &added) {
     const Pipe input;
     const Pipe output;
-    // A file, so that a program with much to say never blocks on a test that does not listen.
+    // A file, so that a program that writes much never blocks on a test that does not read.
     m_errors = memfd_create("errors", MFD_CLOEXEC);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
@@ -172,4 +172,16 @@ std::string ChildProgram::errors() {
         text.append(bytes.data(), static_cast<std::size_t>(size));
         offset += size;
     }
+}
+
+ProgramResult finish(ChildProgram &program) {
+    program.closeInput();
+    std::string output = program.readAll();
+    const int exitCode = program.waitForExit();
+    return {exitCode, std::move(output), program.errors()};
+}
+
+ProgramResult runProgram(const Arguments &commandLine, const ChildProgram::Environment &added) {
+    ChildProgram program(commandLine, added);
+    return finish(program);
 }

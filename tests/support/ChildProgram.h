@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// A program that a test starts, talks to by lines, and never leaves behind.
+// A program that a test starts and communicates with by lines. It never outlives the object.
 #ifndef TESTS_CHILD_PROGRAM_H
 #define TESTS_CHILD_PROGRAM_H
 
@@ -12,12 +12,14 @@
 #include <utility>
 #include <vector>
 
+using Arguments = std::vector<std::string>;
+
 class ChildProgram {
  public:
     using Environment = std::vector<std::pair<std::string, std::string>>;
 
-    // Starts `arguments`[0], a path, in the test's own environment and what is added to it.
-    explicit ChildProgram(std::vector<std::string> arguments, const Environment &added = {});
+    // Starts `arguments`[0], a path, in the test's own environment with `added`.
+    explicit ChildProgram(Arguments arguments, const Environment &added = {});
     // Kills it when it still runs.
     ~ChildProgram();
     ChildProgram(const ChildProgram &) = delete;
@@ -48,8 +50,19 @@ class ChildProgram {
     int m_output = -1;
     int m_errors = -1;
     std::string m_read;
-    // Not valid until somebody waits.
+    // Not valid before waitForExit().
     std::shared_future<int> m_exitCode;
 };
+
+// What a program leaves when it has exited.
+struct ProgramResult {
+    int exitCode;        // as waitForExit() returns it
+    std::string output;  // that was not read before
+    std::string errors;
+};
+
+// Closes the program's standard input and waits until it exits.
+ProgramResult finish(ChildProgram &program);
+ProgramResult runProgram(const Arguments &commandLine, const ChildProgram::Environment &added = {});
 
 #endif

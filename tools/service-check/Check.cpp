@@ -3,71 +3,104 @@
 
 #include "Check.h"
 
-#include <glib-unix.h>
+#include <iomanip>
+#include <iterator>
 
-#include <array>
-#include <csignal>
-#include <set>
+namespace service_check {
 
 namespace {
 
-// A signal waits for the end of a promise, so that a source is not left with another name.
-class Interruption {
- public:
-    Interruption() {
-        for (Watched &watched : m_watched) {
-            watched.id = g_unix_signal_add(watched.signal, note, &watched);
-        }
-    }
-    ~Interruption() {
-        for (const Watched &watched : m_watched) {
-            g_source_remove(watched.id);
-        }
-    }
-    Interruption(const Interruption &) = delete;
-    Interruption &operator=(const Interruption &) = delete;
+constexpr int outcomeWidth = 8;
+constexpr int idWidth = 23;
 
-    void throwIfAny() const {
-        while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
-        }
-        for (const Watched &watched : m_watched) {
-            if (watched.hasCome) {
-                throw Interrupted{watched.signal};
-            }
-        }
+std::string detailsOf(const Result &result) {
+    switch (result.outcome) {
+        case Outcome::Passed:
+            return "seen: " + result.seen;
+        case Outcome::Failed:
+            return "expected: " + result.expected + "; seen: " + result.seen;
+        case Outcome::Skipped:
+            break;
     }
+    return result.seen;
+}
 
- private:
-    struct Watched {
-        int signal;
-        guint id = 0;
-        bool hasCome = false;
-    };
-    static gboolean note(gpointer watched) {
-        static_cast<Watched *>(watched)->hasCome = true;
-        return G_SOURCE_CONTINUE;
+Json::Value recordOf(const Check &check, const Result &result) {
+    Json::Value record;
+    record["id"] = check.id;
+    record["requirement"] = check.requirement;
+    record["outcome"] = nameOf(result.outcome);
+    if (result.outcome == Outcome::Failed) {
+        record["expected"] = result.expected;
     }
-
-    std::array<Watched, 3> m_watched = {Watched{SIGINT}, Watched{SIGTERM}, Watched{SIGHUP}};
-};
+    record[result.outcome == Outcome::Skipped ? "reason" : "seen"] = result.seen;
+    return record;
+}
 
 }  // namespace
 
-void checkService(const Options &options, Report &report) {
-    const Interruption interruption;
-    ServiceBus bus(options.timeout);
-    Session session{bus, options, Json::arrayValue, std::nullopt};
-    std::set<std::string> kept = {""};
-    for (const Promise &promise : allPromises()) {
-        const bool canBeSeen = kept.count(promise.needs) != 0;
-        const Finding finding =
-            canBeSeen ? promise.check(session) : skipped("needs " + promise.needs);
-        // A bus that ends can say first, in the service's place, that there is no answer.
-        bus.catchUp();
-        report.add(promise, finding);
-        if (finding.outcome == Outcome::Kept) {
-            kept.insert(promise.id);
-        }
-        interruption.throwIfAny();
+const char *nameOf(Outcome outcome) {
+    switch (outcome) {
+        case Outcome::Passed:
+            return "passed";
+        case Outcome::Failed:
+            return "failed";
+        case Outcome::Skipped:
+            break;
     }
+    return "skipped";
 }
+
+Result passed(const std::string &seen) {
+    return {Outcome::Passed, "", seen};
+}
+
+Result failed(const std::string &expected, const std::string &seen) {
+    return {Outcome::Failed, expected, seen};
+}
+
+Result skipped(const std::string &reason) {
+    return {Outcome::Skipped, "", reason};
+}
+
+Checks allChecks() {
+    Checks all;
+    for (const auto group :
+         {listChecks, changeChecks, commandChecks, refusalChecks, availabilityChecks}) {
+        Checks checks = group();
+        all.insert(all.end(), std::make_move_iterator(checks.begin()),
+                   std::make_move_iterator(checks.end()));
+    }
+    return all;
+}
+
+void Report::add(const Check &check, const Result &result) {
+    ++m_counts[static_cast<std::size_t>(result.outcome)];
+    if (m_asJson) {
+        m_checks.append(recordOf(check, result));
+        return;
+    }
+    m_out << std::left << std::setw(outcomeWidth) << nameOf(result.outcome) << std::setw(idWidth)
+          << check.id << check.requirement << " (" << detailsOf(result) << ")" << std::endl;
+}
+
+bool Report::finish() {
+    Json::Value summary;
+    std::string text;
+    for (const Outcome outcome : {Outcome::Passed, Outcome::Failed, Outcome::Skipped}) {
+        summary[nameOf(outcome)] = count(outcome);
+        text += (text.empty() ? "" : ", ") + std::to_string(count(outcome)) + " " + nameOf(outcome);
+    }
+    if (m_asJson) {
+        Json::Value report;
+        report["checks"] = m_checks;
+        report["summary"] = summary;
+        Json::StreamWriterBuilder format;
+        format["indentation"] = "  ";
+        text = Json::writeString(format, report);
+    }
+    m_out << text << std::endl;
+    return static_cast<bool>(m_out);
+}
+
+}  // namespace service_check

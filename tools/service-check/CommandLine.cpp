@@ -7,11 +7,13 @@
 
 #include <CLI/CLI.hpp>
 
+namespace service_check {
+
 namespace {
 
 constexpr int longestTimeout = 600000;
 
-std::string whyNoText(const std::string &given) {
+std::string utf8Error(const std::string &given) {
     const bool isText =
         g_utf8_validate(given.data(), static_cast<gssize>(given.size()), nullptr) != FALSE;
     return isText ? "" : "not valid UTF-8";
@@ -20,21 +22,21 @@ std::string whyNoText(const std::string &given) {
 void describe(CLI::App &app) {
     app.name("service-check");
     app.description(
-        "Reports whether a TV's source service keeps what applications rely on.\n"
-        "Plays an application against the source service on the D-Bus system bus and\n"
-        "prints one line for each promise: kept, broken or skipped, with what was\n"
-        "expected and seen. It renames a source and gives it its name back, and sets\n"
-        "nothing else but what is set already.");
+        "Checks whether a TV's source service conforms to what applications require.\n"
+        "Calls the source service on the D-Bus system bus as applications do and prints\n"
+        "one line for each check: passed, failed or skipped, with what was expected and\n"
+        "seen. It renames a source and restores its name; every other value that it sets\n"
+        "is the current one.");
     app.footer(
         "Exit codes:\n"
-        "  0    every promise is kept or skipped\n"
-        "  1    a promise is broken\n"
+        "  0    every check passed or was skipped\n"
+        "  1    a check failed\n"
         "  2    wrong usage\n"
-        "  3    there is no bus, or no source service on it\n"
-        "  128 and more: interrupted by the signal of that number less 128\n"
+        "  3    there is no bus or no source service on it, or the connection was lost\n"
+        "  128+N  interrupted by signal N\n"
         "\n"
         "Environment:\n"
-        "  DBUS_SYSTEM_BUS_ADDRESS  another bus in place of the system bus\n"
+        "  DBUS_SYSTEM_BUS_ADDRESS  address of a bus to use instead of the system bus\n"
         "\n"
         "Examples:\n"
         "  service-check\n"
@@ -45,32 +47,30 @@ void describe(CLI::App &app) {
 }
 
 void addOptions(CLI::App &app, Options &options) {
-    static const CLI::Validator utf8(whyNoText, "");
-    app.add_flag("--json", options.json,
-                 "Print one JSON document at the end, in place of\n"
-                 "text for people");
+    static const CLI::Validator utf8(utf8Error, "");
+    app.add_flag("--json", options.json, "Print one JSON document at the end instead of text");
     app.add_option("--timeout", options.timeout, "Limit of each wait, in milliseconds")
         ->type_name("MS")
         ->check(CLI::Range(1, longestTimeout))
         ->capture_default_str();
     CLI::Option *source = app.add_option("--source", options.source,
-                                         "Unique key of the source that is renamed; when not\n"
-                                         "given, the first one that takes a name")
+                                         "Unique key of the source that is renamed; default:\n"
+                                         "the first one that accepts a new name")
                               ->type_name("KEY")
                               ->check(utf8);
     app.add_option("--device-type", options.deviceType,
-                   "Device type that --source has: it is set again, as\n"
-                   "is its detected name")
+                   "Current device type of --source; it is set again,\n"
+                   "with the detected name")
         ->type_name("N")
         ->needs(source);
     app.add_option("--shown", options.shown,
-                   "Unique key of the source that the TV shows: it is\n"
+                   "Unique key of the source that the TV shows; it is\n"
                    "connected again")
         ->type_name("KEY")
         ->check(utf8);
     app.add_option("--restart", options.restart,
-                   "Command of the shell that starts the service anew,\n"
-                   "to see it come back")
+                   "Shell command that restarts the service, for the\n"
+                   "checks of a restart")
         ->type_name("COMMAND");
 }
 
@@ -84,9 +84,9 @@ Invocation readCommandLine(int argc, const char *const *argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &outcome) {
-        return {std::nullopt, app.exit(outcome) == 0 ? exitKept : exitWrongUsage};
+        return {std::nullopt, app.exit(outcome) == 0 ? exitPassed : exitWrongUsage};
     }
-    return {options, exitKept};
+    return {options, exitPassed};
 }
 
 void showCommandLine(const std::function<void(const CLI::App &)> &reader) {
@@ -96,3 +96,5 @@ void showCommandLine(const std::function<void(const CLI::App &)> &reader) {
     addOptions(app, options);
     reader(app);
 }
+
+}  // namespace service_check

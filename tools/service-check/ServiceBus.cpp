@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+namespace service_check {
+
 namespace {
 
 constexpr auto ownName = "source_api";
@@ -15,7 +17,7 @@ constexpr auto daemonPath = "/org/freedesktop/DBus";
 
 using Message = std::unique_ptr<GDBusMessage, Unreference>;
 
-// Set when its time has come, which also wakes the main context.
+// Ends a blocking iteration of the main context when the time is over.
 class Timer {
  public:
     explicit Timer(int milliseconds)
@@ -43,15 +45,15 @@ class Timer {
     bool m_isOver = false;
 };
 
-void takeResult(GObject *, GAsyncResult *result, gpointer to) {
-    *static_cast<GAsyncResult **>(to) = static_cast<GAsyncResult *>(g_object_ref(result));
+void storeResult(GObject *, GAsyncResult *result, gpointer target) {
+    *static_cast<GAsyncResult **>(target) = static_cast<GAsyncResult *>(g_object_ref(result));
 }
 
 std::unique_ptr<GDBusConnection, Unreference> connectWithin(int timeout) {
     g_autoptr(GCancellable) cancellable = g_cancellable_new();
     g_autoptr(GAsyncResult) result = nullptr;
     const Timer timer(timeout);
-    g_bus_get(G_BUS_TYPE_SYSTEM, cancellable, takeResult, &result);
+    g_bus_get(G_BUS_TYPE_SYSTEM, cancellable, storeResult, &result);
     while (result == nullptr) {
         g_main_context_iteration(nullptr, TRUE);
         if (timer.isOver()) {
@@ -67,7 +69,7 @@ std::unique_ptr<GDBusConnection, Unreference> connectWithin(int timeout) {
     return connection;
 }
 
-// A call that is on its way, until its answer is in.
+// A call that was sent and whose reply may not have arrived yet.
 class PendingCall {
  public:
     PendingCall(GDBusConnection *connection, const MethodCall &call, int timeout)
@@ -77,33 +79,33 @@ class PendingCall {
         g_dbus_message_set_body(message.get(), call.body.get());
         g_dbus_connection_send_message_with_reply(connection, message.get(),
                                                   G_DBUS_SEND_MESSAGE_FLAGS_NONE, timeout, nullptr,
-                                                  nullptr, takeResult, &m_result);
+                                                  nullptr, storeResult, &m_result);
     }
     ~PendingCall() { g_clear_object(&m_result); }
     PendingCall(const PendingCall &) = delete;
     PendingCall &operator=(const PendingCall &) = delete;
 
-    // GDBus sees to it that it ends in time.
-    Answer wait() {
+    // GDBus ends the call after the timeout.
+    Reply wait() {
         while (m_result == nullptr) {
             g_main_context_iteration(nullptr, TRUE);
         }
         g_autoptr(GError) error = nullptr;
         const Message reply(
             g_dbus_connection_send_message_with_reply_finish(m_connection, m_result, &error));
-        return reply ? answerIn(reply.get()) : Answer{Answer::Kind::None, {}, error->message};
+        return reply ? replyIn(reply.get()) : Reply{Reply::Kind::None, {}, error->message};
     }
 
  private:
-    static Answer answerIn(GDBusMessage *reply) {
+    static Reply replyIn(GDBusMessage *reply) {
         g_autoptr(GError) error = nullptr;
         if (g_dbus_message_to_gerror(reply, &error) == FALSE) {
-            return {Answer::Kind::Returned, readBody(g_dbus_message_get_body(reply)), ""};
+            return {Reply::Kind::Returned, readBody(g_dbus_message_get_body(reply)), ""};
         }
-        // The daemon speaks for a service that is gone.
+        // The daemon replies in place of a service that has exited.
         const bool isFromDaemon = g_strcmp0(g_dbus_message_get_sender(reply), daemonName) == 0;
         g_dbus_error_strip_remote_error(error);
-        return {isFromDaemon ? Answer::Kind::None : Answer::Kind::Error, {}, error->message};
+        return {isFromDaemon ? Reply::Kind::None : Reply::Kind::Error, {}, error->message};
     }
 
     GDBusConnection *m_connection;
@@ -128,10 +130,10 @@ MethodCall callWithBuffer(const std::string &text, const std::vector<unsigned ch
 }
 
 ServiceBus::ServiceBus(int timeout) : m_timeout(timeout), m_connection(connectWithin(timeout)) {
-    m_subscriptions = {listenTo(nullptr, changeSignal, nullptr, noteChange),
-                       listenTo(daemonName, "NameOwnerChanged", serviceName, noteOwner)};
+    m_subscriptions = {subscribe(nullptr, changeSignal, nullptr, onChange),
+                       subscribe(daemonName, "NameOwnerChanged", serviceName, onOwnerChanged)};
     gboolean hasOwner = FALSE;
-    g_variant_get(askDaemon("NameHasOwner", serviceName).get(), "(b)", &hasOwner);
+    g_variant_get(callDaemon("NameHasOwner", serviceName).get(), "(b)", &hasOwner);
     if (hasOwner == FALSE) {
         throw Unreachable("the source service is not running on the system bus");
     }
@@ -143,29 +145,29 @@ ServiceBus::~ServiceBus() {
     }
 }
 
-Answer ServiceBus::call(const MethodCall &call) {
+Reply ServiceBus::call(const MethodCall &call) {
     return PendingCall(m_connection.get(), call, m_timeout).wait();
 }
 
-std::vector<Answer> ServiceBus::callTogether(const std::vector<MethodCall> &calls) {
+std::vector<Reply> ServiceBus::callConcurrently(const std::vector<MethodCall> &calls) {
     std::vector<std::unique_ptr<PendingCall>> pending;
     pending.reserve(calls.size());
     for (const MethodCall &call : calls) {
         pending.push_back(std::make_unique<PendingCall>(m_connection.get(), call, m_timeout));
     }
-    std::vector<Answer> answers(calls.size());
-    std::transform(pending.begin(), pending.end(), answers.begin(),
+    std::vector<Reply> replies(calls.size());
+    std::transform(pending.begin(), pending.end(), replies.begin(),
                    [](const auto &each) { return each->wait(); });
-    return answers;
+    return replies;
 }
 
-void ServiceBus::catchUp() {
-    askDaemon("GetId", nullptr);
+void ServiceBus::dispatchPending() {
+    callDaemon("GetId", nullptr);
     while (g_main_context_iteration(nullptr, FALSE) != FALSE) {
     }
 }
 
-bool ServiceBus::listenUntil(const std::function<bool()> &done) const {
+bool ServiceBus::iterateUntil(const std::function<bool()> &done) const {
     const Timer timer(m_timeout);
     while (!done()) {
         if (timer.isOver()) {
@@ -176,37 +178,39 @@ bool ServiceBus::listenUntil(const std::function<bool()> &done) const {
     return true;
 }
 
-Variant ServiceBus::askDaemon(const char *method, const char *argument) {
+Variant ServiceBus::callDaemon(const char *method, const char *argument) {
     g_autoptr(GError) error = nullptr;
     GVariant *arguments = argument != nullptr ? g_variant_new("(s)", argument) : nullptr;
-    Variant answer(g_dbus_connection_call_sync(m_connection.get(), daemonName, daemonPath,
-                                               daemonName, method, arguments, nullptr,
-                                               G_DBUS_CALL_FLAGS_NONE, m_timeout, nullptr, &error));
-    if (!answer) {
+    Variant reply(g_dbus_connection_call_sync(m_connection.get(), daemonName, daemonPath,
+                                              daemonName, method, arguments, nullptr,
+                                              G_DBUS_CALL_FLAGS_NONE, m_timeout, nullptr, &error));
+    if (!reply) {
         throw Unreachable(g_dbus_connection_is_closed(m_connection.get()) != FALSE
-                              ? "the system bus went away"
-                              : std::string("the system bus does not answer: ") + error->message);
+                              ? "the connection to the system bus was lost"
+                              : std::string("the system bus does not reply: ") + error->message);
     }
-    return answer;
+    return reply;
 }
 
-guint ServiceBus::listenTo(const char *sender, const char *member, const char *firstArgument,
-                           GDBusSignalCallback heard) {
+guint ServiceBus::subscribe(const char *sender, const char *member, const char *firstArgument,
+                            GDBusSignalCallback callback) {
     return g_dbus_connection_signal_subscribe(m_connection.get(), sender, nullptr, member, nullptr,
-                                              firstArgument, G_DBUS_SIGNAL_FLAGS_NONE, heard, this,
-                                              nullptr);
+                                              firstArgument, G_DBUS_SIGNAL_FLAGS_NONE, callback,
+                                              this, nullptr);
 }
 
-void ServiceBus::noteChange(GDBusConnection * /*connection*/, const char * /*sender*/,
-                            const char * /*path*/, const char * /*interface*/,
-                            const char * /*member*/, GVariant *body, gpointer self) {
+void ServiceBus::onChange(GDBusConnection * /*connection*/, const char * /*sender*/,
+                          const char * /*path*/, const char * /*interface*/,
+                          const char * /*member*/, GVariant *body, gpointer self) {
     static_cast<ServiceBus *>(self)->m_signals.push_back(readBody(body));
 }
 
-void ServiceBus::noteOwner(GDBusConnection * /*connection*/, const char * /*sender*/,
-                           const char * /*path*/, const char * /*interface*/,
-                           const char * /*member*/, GVariant *body, gpointer self) {
+void ServiceBus::onOwnerChanged(GDBusConnection * /*connection*/, const char * /*sender*/,
+                                const char * /*path*/, const char * /*interface*/,
+                                const char * /*member*/, GVariant *body, gpointer self) {
     const char *newOwner = nullptr;
     g_variant_get(body, "(&s&s&s)", nullptr, nullptr, &newOwner);
     static_cast<ServiceBus *>(self)->m_owners.emplace_back(newOwner);
 }
+
+}  // namespace service_check

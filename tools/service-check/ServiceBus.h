@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The bus, and on it the service as an application meets it. One thread, which hears of signals
-// only while it is in here.
+// The connection to the bus, and calls to the service as applications make them. For one thread;
+// signals are received only inside these methods.
 #ifndef SERVICE_CHECK_SERVICE_BUS_H
 #define SERVICE_CHECK_SERVICE_BUS_H
 
@@ -14,7 +14,9 @@
 #include <string>
 #include <vector>
 
-#include "Body.h"
+#include "Reply.h"
+
+namespace service_check {
 
 struct Unreference {
     void operator()(gpointer object) const { g_object_unref(object); }
@@ -22,7 +24,7 @@ struct Unreference {
 };
 using Variant = std::unique_ptr<GVariant, Unreference>;
 
-// There is no bus, or no service on it.
+// There is no bus or no service on it, or the connection was lost.
 class Unreachable : public std::runtime_error {
  public:
     using std::runtime_error::runtime_error;
@@ -34,7 +36,7 @@ struct MethodCall {
     Variant body;
 };
 
-// The two bodies that requests have.
+// Requests with the signature (suss) and (sussa(y)).
 MethodCall plainCall(const std::string &text);
 MethodCall callWithBuffer(const std::string &text, const std::vector<unsigned char> &buffer);
 
@@ -42,35 +44,35 @@ class ServiceBus {
  public:
     static constexpr auto serviceName = "source_service.message";
 
-    // Every wait ends after `timeout` milliseconds. Throws Unreachable.
+    // `timeout`: limit of each wait, in milliseconds. Throws Unreachable.
     explicit ServiceBus(int timeout);
     ~ServiceBus();
     ServiceBus(const ServiceBus &) = delete;
     ServiceBus &operator=(const ServiceBus &) = delete;
 
-    Answer call(const MethodCall &call);
-    // All at once, each with its own answer.
-    std::vector<Answer> callTogether(const std::vector<MethodCall> &calls);
+    Reply call(const MethodCall &call);
+    // The replies are in the order of the calls.
+    std::vector<Reply> callConcurrently(const std::vector<MethodCall> &calls);
 
-    // The change signals so far.
+    // The change signals received so far.
     const std::vector<Body> &signals() const { return m_signals; }
-    // Who owned the name after each change of its owner so far, empty for nobody.
-    const std::vector<std::string> &owners() const { return m_owners; }
+    // The new owner at each change of the well-known name's owner so far; empty for none.
+    const std::vector<std::string> &ownerChanges() const { return m_owners; }
 
-    // Hears everything that the bus had for this program when it was called. Throws Unreachable.
-    void catchUp();
-    // Listens until `done`; false when the time ran out.
-    bool listenUntil(const std::function<bool()> &done) const;
+    // Dispatches every signal that the daemon sent before this call. Throws Unreachable.
+    void dispatchPending();
+    // Iterates the main context until `done`; false on timeout.
+    bool iterateUntil(const std::function<bool()> &done) const;
 
  private:
-    Variant askDaemon(const char *method, const char *argument);
-    guint listenTo(const char *sender, const char *member, const char *firstArgument,
-                   GDBusSignalCallback heard);
-    static void noteChange(GDBusConnection *connection, const char *sender, const char *path,
-                           const char *interface, const char *member, GVariant *body,
-                           gpointer self);
-    static void noteOwner(GDBusConnection *connection, const char *sender, const char *path,
-                          const char *interface, const char *member, GVariant *body, gpointer self);
+    Variant callDaemon(const char *method, const char *argument);
+    guint subscribe(const char *sender, const char *member, const char *firstArgument,
+                    GDBusSignalCallback callback);
+    static void onChange(GDBusConnection *connection, const char *sender, const char *path,
+                         const char *interface, const char *member, GVariant *body, gpointer self);
+    static void onOwnerChanged(GDBusConnection *connection, const char *sender, const char *path,
+                               const char *interface, const char *member, GVariant *body,
+                               gpointer self);
 
     int m_timeout;
     std::unique_ptr<GDBusConnection, Unreference> m_connection;
@@ -78,5 +80,7 @@ class ServiceBus {
     std::vector<Body> m_signals;
     std::vector<std::string> m_owners;
 };
+
+}  // namespace service_check
 
 #endif

@@ -1,23 +1,26 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
+// Every command, executed for known sources. Each sets a value that is set already, so that the TV
+// does not change.
 #include <unistd.h>
 
 #include <algorithm>
 
-#include "Icons.h"
-#include "Promise.h"
-#include "Words.h"
+#include "Check.h"
 
-// Only what leaves the TV as it is: what is set again is what was there.
+namespace service_check {
+
 namespace {
 
-constexpr auto noShown = "--shown names no source of the list";
-constexpr auto noDeviceType = "--source and --device-type name no source of the list and its type";
+constexpr auto noShown = "--shown is not the key of a source in the list";
+constexpr auto noDeviceType =
+    "--source is not the key of a source in the list, or --device-type is missing";
 
-Finding findDone(const Answer &answer) {
-    return readingOf(answer) == Reading::Done ? kept("true")
-                                              : broken("\"return_data\" as true", inWords(answer));
+Result expectDone(const Reply &reply) {
+    return resultOf(reply) == CommandResult::Done
+               ? passed("true")
+               : failed("\"return_data\" as true", describe(reply));
 }
 
 std::optional<Source> sourceWithKey(const Session &session, const std::optional<std::string> &key) {
@@ -26,27 +29,27 @@ std::optional<Source> sourceWithKey(const Session &session, const std::optional<
     return source != nullptr ? std::optional(*source) : std::nullopt;
 }
 
-// The service chooses among several sources of a type, and may not choose the one that is shown.
+// Of several sources of one type the service chooses, possibly another one than is shown.
 bool isOnlyOneOfItsType(const Session &session, const Source &source) {
     const std::vector<Source> sources = session.sources();
     return std::count_if(sources.begin(), sources.end(),
                          [&](const Source &other) { return other.type == source.type; }) == 1;
 }
 
-Finding checkConnect(Session &session) {
+Result checkConnect(Session &session) {
     const auto source = sourceWithKey(session, session.options.shown);
     if (!source) {
         return skipped(noShown);
     }
     if (!isOnlyOneOfItsType(session, *source)) {
-        return skipped("the source that is shown is not the only one of its type");
+        return skipped("several sources have the type of the one that is shown");
     }
     Json::Value data;
     data["SourceType"] = source->type;
-    return findDone(session.ask("SourceConnect", data));
+    return expectDone(session.request("SourceConnect", data));
 }
 
-Finding checkRun(Session &session) {
+Result checkRun(Session &session) {
     const auto source = sourceWithKey(session, session.options.shown);
     if (!source) {
         return skipped(noShown);
@@ -54,10 +57,10 @@ Finding checkRun(Session &session) {
     Json::Value data;
     data["SourceType"] = source->type;
     data["SourceUniqueKey"] = source->key;
-    return findDone(session.ask("RunApp", data));
+    return expectDone(session.request("RunApp", data));
 }
 
-Finding checkDeviceType(Session &session) {
+Result checkDeviceType(Session &session) {
     const auto source = sourceWithKey(session, session.options.source);
     if (!source || !session.options.deviceType) {
         return skipped(noDeviceType);
@@ -66,10 +69,10 @@ Finding checkDeviceType(Session &session) {
     data["SourceType"] = source->type;
     data["DeviceType"] = *session.options.deviceType;
     data["MBRActivityIndex"] = source->index;
-    return findDone(session.ask("UtilSetSourceDeviceType", data));
+    return expectDone(session.request("UtilSetSourceDeviceType", data));
 }
 
-Finding checkDetected(Session &session) {
+Result checkDetected(Session &session) {
     const auto source = sourceWithKey(session, session.options.source);
     if (!source || !session.options.deviceType) {
         return skipped(noDeviceType);
@@ -79,32 +82,32 @@ Finding checkDetected(Session &session) {
     data["DetectedName"] = source->detectedName;
     data["DetectedDeviceType"] = *session.options.deviceType;
     data["MBRActivityIndex"] = source->index;
-    return findDone(session.ask("UtilSetSourceDetectedNameAndDeviceType", data));
+    return expectDone(session.request("UtilSetSourceDetectedNameAndDeviceType", data));
 }
 
-Answer askForIcons(const Session &session, const Source &source) {
+Reply requestIcons(const Session &session, const Source &source) {
     Json::Value data;
     data["SourceType"] = source.type;
     data["MbrActivityIndex"] = source.index;
-    return session.ask("UtilGetCustomIconPath", data);
+    return session.request("UtilGetCustomIconPath", data);
 }
 
-Finding checkGetIcons(Session &session) {
+Result checkGetIcons(Session &session) {
     const std::vector<Source> sources = session.sources();
     for (const Source &source : sources) {
-        const Answer answer = askForIcons(session, source);
-        const Json::Value *icons = objectOf(answer);
+        const Reply reply = requestIcons(session, source);
+        const Json::Value *icons = objectOf(reply);
         for (const char *member : iconMembers) {
             if (icons == nullptr || !readsAsText(*icons, member)) {
-                return broken("a readable " + quoted(member), inWords(answer));
+                return failed("a readable " + quoted(member), describe(reply));
             }
         }
     }
     return sources.empty() ? skipped("the list is empty")
-                           : kept("those of " + std::to_string(sources.size()) + " sources");
+                           : passed("the icons of " + std::to_string(sources.size()) + " sources");
 }
 
-bool hasNone(const Json::Value &icons) {
+bool hasNoIcons(const Json::Value &icons) {
     for (const char *member : iconMembers) {
         if (!icons[member].asString().empty()) {
             return false;
@@ -113,7 +116,7 @@ bool hasNone(const Json::Value &icons) {
     return true;
 }
 
-Answer setNoIcons(const Session &session, const Source &source) {
+Reply setEmptyIcons(const Session &session, const Source &source) {
     Json::Value data;
     data["SourceType"] = source.type;
     data["Pid"] = static_cast<Json::Int>(getpid());
@@ -121,20 +124,20 @@ Answer setNoIcons(const Session &session, const Source &source) {
     for (const char *member : iconMembers) {
         data[member] = "";
     }
-    return session.ask("UtilSetCustomIconPath", data);
+    return session.request("UtilSetCustomIconPath", data);
 }
 
-// A service may tie icons to the process that sets them, so those of others are left alone.
-Finding checkSetIcons(Session &session) {
+// A service may associate icons with the process that set them, so existing icons are not changed.
+Result checkSetIcons(Session &session) {
     for (const Source &source : session.sources()) {
-        if (hasNone(*objectOf(askForIcons(session, source)))) {
-            return findDone(setNoIcons(session, source));
+        if (hasNoIcons(*objectOf(requestIcons(session, source)))) {
+            return expectDone(setEmptyIcons(session, source));
         }
     }
     return skipped("every source has icons already");
 }
 
-// The first member that an application could not read, or null.
+// The first member that an application cannot read, or null.
 const char *unreadableMember(const Json::Value &device) {
     if (!readsAsBool(device, "isPTP")) {
         return "isPTP";
@@ -158,50 +161,50 @@ const char *unreadableMember(const Json::Value &device) {
     return nullptr;
 }
 
-Answer askForDevice(const Session &session, const std::string &key) {
+Reply requestUsbData(const Session &session, const std::string &key) {
     Json::Value data;
     data["SourceUniqueKey"] = key;
-    return session.ask("UtilGetUsbData", data);
+    return session.request("UtilGetUsbData", data);
 }
 
-// The list does not tell which source is a USB device, so that every one is asked for.
-Finding checkUsb(Session &session) {
+// The list does not mark USB devices, so the data is requested for every source.
+Result checkUsb(Session &session) {
     int devices = 0;
     for (const Source &source : session.sources()) {
-        const Answer answer = askForDevice(session, source.key);
-        if (readingOf(answer) == Reading::Refused) {
+        const Reply reply = requestUsbData(session, source.key);
+        if (resultOf(reply) == CommandResult::Refused) {
             continue;
         }
-        const Json::Value *device = objectOf(answer);
+        const Json::Value *device = objectOf(reply);
         if (device == nullptr || !readsAsBool(*device, "return_data")) {
-            return broken("an object with what is known of the device", inWords(answer));
+            return failed("an object with the properties of the device", describe(reply));
         }
         if (const char *member = unreadableMember(*device)) {
-            return broken("a readable " + quoted(member), inWords(answer));
+            return failed("a readable " + quoted(member), describe(reply));
         }
         ++devices;
     }
     return devices == 0 ? skipped("no source is a USB device")
-                        : kept(std::to_string(devices) + " devices");
+                        : passed(std::to_string(devices) + " devices");
 }
 
 }  // namespace
 
-Promises commandPromises() {
+Checks commandChecks() {
     return {
-        {"connect-answer", "SourceConnect is answered with true when it was done", "list-elements",
-         checkConnect},
-        {"run-answer", "RunApp is answered with true when it was done", "list-elements", checkRun},
-        {"device-type-answer", "UtilSetSourceDeviceType is answered with true when it was done",
-         "list-elements", checkDeviceType},
-        {"detected-answer",
-         "UtilSetSourceDetectedNameAndDeviceType is answered with true when it was done",
+        {"connect-answer", "SourceConnect returns true on success", "list-elements", checkConnect},
+        {"run-answer", "RunApp returns true on success", "list-elements", checkRun},
+        {"device-type-answer", "UtilSetSourceDeviceType returns true on success", "list-elements",
+         checkDeviceType},
+        {"detected-answer", "UtilSetSourceDetectedNameAndDeviceType returns true on success",
          "list-elements", checkDetected},
-        {"get-icons-answer", "UtilGetCustomIconPath is answered with three paths", "list-elements",
+        {"get-icons-answer", "UtilGetCustomIconPath returns three paths", "list-elements",
          checkGetIcons},
-        {"set-icons-answer", "UtilSetCustomIconPath is answered with true when it was done",
-         "get-icons-answer", checkSetIcons},
-        {"usb-answer", "UtilGetUsbData is answered with what is known of the device",
-         "list-elements", checkUsb},
+        {"set-icons-answer", "UtilSetCustomIconPath returns true on success", "get-icons-answer",
+         checkSetIcons},
+        {"usb-answer", "UtilGetUsbData returns the properties of the device", "list-elements",
+         checkUsb},
     };
 }
+
+}  // namespace service_check

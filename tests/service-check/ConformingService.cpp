@@ -1,13 +1,13 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "FaithfulService.h"
+#include "ConformingService.h"
 
 #include <glib.h>
 
 namespace {
 
-// Names as the user gave them.
+// With decoded names.
 constexpr auto sources = R"([
     {"sourceType": 4, "mbrActivityIndex": 0, "uniqueKey": "hdmi2", "editName": "",
      "detectedName": "Console", "iconPath": "/hdmi.png", "connectionState": true,
@@ -19,16 +19,15 @@ constexpr auto sources = R"([
      "detectedName": "Stick", "iconPath": "", "connectionState": true,
      "powerState": 1, "settingMethod": 0}])";
 
-// No promise's id.
-constexpr auto keptAnyway = "-";
+// Not the id of a check.
+constexpr auto noCheck = "-";
 
-// Sets the bodies apart that the two methods have.
-bool hasRightBody(const ReceivedCall &call) {
+bool hasRightSignature(const ReceivedCall &call) {
     return call.bodyType == (call.member == "SendMessage" ? "(suss)" : "(sussa(y))");
 }
 
-// Takes what a request sets into what is held of its source.
-void keep(const Json::Value &data, Json::Value &source, Json::Value &icons) {
+// Applies the members of a request to the state.
+void store(const Json::Value &data, Json::Value &source, Json::Value &icons) {
     for (const std::string &member : icons.getMemberNames()) {
         if (data.isMember(member)) {
             icons[member] = data[member];
@@ -44,8 +43,8 @@ std::string percentEncoded(const std::string &text) {
     return encoded;
 }
 
-// What the promise is called of which such a text is the test; empty for a request.
-std::string nonsenseIn(const ReceivedCall &call) {
+// The id of the check that sends such a malformed text; empty for a well-formed request.
+std::string malformedRequestId(const ReceivedCall &call) {
     constexpr std::size_t longText = 10000;
     if (call.text.empty()) {
         return "empty-text";
@@ -61,8 +60,8 @@ std::string nonsenseIn(const ReceivedCall &call) {
 
 }  // namespace
 
-FaithfulService::FaithfulService(const TestBus &bus, const std::string &broken)
-    : m_broken(broken), m_sources(parsedJson(sources)), m_service(bus) {
+ConformingService::ConformingService(const TestBus &bus, const std::string &failing)
+    : m_failing(failing), m_sources(parsedJson(sources)), m_service(bus) {
     m_icons["SourceIconPath"] = "";
     m_icons["LauncherFocusedIconPath"] = "";
     m_icons["LauncherUnfocusedIconPath"] = "";
@@ -72,71 +71,71 @@ FaithfulService::FaithfulService(const TestBus &bus, const std::string &broken)
     });
 }
 
-Json::Value FaithfulService::list() const {
+Json::Value ConformingService::list() const {
     const std::lock_guard<std::mutex> lock(m_mutex);
     return m_sources;
 }
 
-Json::Value FaithfulService::icons() const {
+Json::Value ConformingService::icons() const {
     const std::lock_guard<std::mutex> lock(m_mutex);
     return m_icons;
 }
 
-void FaithfulService::keepThemStrangely() {
+void ConformingService::conformUnusually() {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    m_isStrange = true;
+    m_isUnusual = true;
     m_sources[0].removeMember("mbrActivityIndex");
     m_sources[0].removeMember("powerState");
     m_sources[1]["connectionState"] = 0;
     m_sources[1]["iconPath"] = Json::nullValue;
 }
 
-void FaithfulService::refuseNames() {
+void ConformingService::refuseRenaming() {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    m_namesToTake = 0;
+    m_renamesToAccept = 0;
 }
 
-void FaithfulService::takeOneNameOnly() {
+void ConformingService::acceptOneRenameOnly() {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    m_namesToTake = 1;
+    m_renamesToAccept = 1;
 }
 
-void FaithfulService::giveIcons() {
+void ConformingService::setIcons() {
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_icons["LauncherUnfocusedIconPath"] = "/icon.png";
 }
 
-void FaithfulService::leaveOtherBodiesUnanswered() {
+void ConformingService::ignoreOtherSignatures() {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    m_answersOtherBodies = false;
+    m_repliesToOtherSignatures = false;
 }
 
-std::string FaithfulService::restartCommand() {
+std::string ConformingService::restartCommand() {
     return "dbus-send --system --print-reply --dest=source_service.message /test "
            "test.Service.Restart";
 }
 
-GDBusMessage *FaithfulService::reply(GDBusMessage *message, const ReceivedCall &call) {
+GDBusMessage *ConformingService::reply(GDBusMessage *message, const ReceivedCall &call) {
     if (call.member == "Restart") {
-        return replyToRestart(message);
+        return restart(message);
     }
     const bool isPlain = call.member == "SendMessage";
-    if (!hasRightBody(call) && !breaks(isPlain ? "other-body" : "other-body-with-buffer")) {
-        return m_answersOtherBodies || !isPlain
+    if (!hasRightSignature(call) && !fails(isPlain ? "other-body" : "other-body-with-buffer")) {
+        return m_repliesToOtherSignatures || !isPlain
                    ? g_dbus_message_new_method_error_literal(message, "test.Error.Body",
-                                                             "another body is wanted")
+                                                             "unexpected signature")
                    : nullptr;
     }
-    if (breaks("name-kept") && nonsenseIn(call) == "deep-json") {
+    if (fails("name-kept") && malformedRequestId(call) == "deep-json") {
         changeOwner();
     }
     GDBusMessage *response = g_dbus_message_new_method_reply(message);
-    g_dbus_message_set_body(response, bodyFor(call));
+    g_dbus_message_set_body(response, replyBody(call));
     return response;
 }
 
-GDBusMessage *FaithfulService::replyToRestart(GDBusMessage *message) {
-    if (breaks("restart-name")) {
+GDBusMessage *ConformingService::restart(GDBusMessage *message) {
+    if (fails("restart-name")) {
         return g_dbus_message_new_method_error_literal(message, "test.Error.Restart", "no");
     }
     changeOwner();
@@ -144,47 +143,46 @@ GDBusMessage *FaithfulService::replyToRestart(GDBusMessage *message) {
     return g_dbus_message_new_method_reply(message);
 }
 
-GVariant *FaithfulService::bodyFor(const ReceivedCall &call) {
+GVariant *ConformingService::replyBody(const ReceivedCall &call) {
     const bool isPlain = call.member == "SendMessage";
-    if (breaks(isPlain ? "plain-answer" : "buffer-answer")) {
+    if (fails(isPlain ? "plain-answer" : "buffer-answer")) {
         return g_variant_new("(s)", "{}");
     }
     const bool isZero = call.buffer == std::vector<unsigned char>{0};
     const Json::Value document =
-        breaks("zero-byte-request") && isZero ? refused(keptAnyway) : answer(call);
-    if (isPlain != m_isStrange) {
+        fails("zero-byte-request") && isZero ? refused(noCheck) : resultOf(call);
+    if (isPlain != m_isUnusual) {
         return plainBody(jsonText(document));
     }
-    const std::vector<unsigned char> noBuffer(breaks("zero-byte-answer") ? 0 : 1, 0);
+    const std::vector<unsigned char> noBuffer(fails("zero-byte-answer") ? 0 : 1, 0);
     return bufferBody(jsonText(document), noBuffer);
 }
 
-Json::Value FaithfulService::answer(const ReceivedCall &call) {
-    const std::string nonsense = nonsenseIn(call);
-    return nonsense.empty() ? answerToRequest(call.json["method"].asString(), call.json["data"])
-                            : refused(nonsense);
+Json::Value ConformingService::resultOf(const ReceivedCall &call) {
+    const std::string id = malformedRequestId(call);
+    return id.empty() ? execute(call.json["method"].asString(), call.json["data"]) : refused(id);
 }
 
-Json::Value FaithfulService::answerToRequest(const std::string &command, const Json::Value &data) {
+Json::Value ConformingService::execute(const std::string &command, const Json::Value &data) {
     if (command == "UtilGetSourceList") {
-        return answerWithList();
+        return getList();
     }
     if (command == "UtilGetUsbData") {
-        return answerWithDevice(data["SourceUniqueKey"].asString());
+        return getUsbData(data["SourceUniqueKey"].asString());
     }
     Json::Value *const source = find(data["SourceType"].asInt());
     if (command == "UtilGetCustomIconPath") {
-        return answerWithIcons(source != nullptr);
+        return getIcons(source != nullptr);
     }
     if (command == "UtilSetSourceEditName") {
         return source != nullptr ? rename(*source, data["EditName"].asString())
                                  : refused("rename-refusal");
     }
-    return answerToSetting(command, data, source);
+    return executeSetting(command, data, source);
 }
 
-Json::Value FaithfulService::answerToSetting(const std::string &command, const Json::Value &data,
-                                             Json::Value *source) {
+Json::Value ConformingService::executeSetting(const std::string &command, const Json::Value &data,
+                                              Json::Value *source) {
     static const std::map<std::string, std::string> settings = {
         {"SourceConnect", "connect"},
         {"RunApp", "run"},
@@ -196,105 +194,104 @@ Json::Value FaithfulService::answerToSetting(const std::string &command, const J
         return refused("unknown-command");
     }
     if (source != nullptr) {
-        keep(data, *source, m_icons);
+        store(data, *source, m_icons);
         return done(setting->second + "-answer");
     }
-    // Refused once for the refusal itself and once to know the answer when there is no load.
-    constexpr int refusalsWithoutLoad = 2;
-    const bool isUnderLoad =
-        command == "SourceConnect" && ++m_unknownConnects > refusalsWithoutLoad;
-    return breaks("concurrent-calls") && isUnderLoad ? answerWithList()
+    // One call of the check connect-refusal, and one for the reply to compare the others with.
+    constexpr int sequentialCalls = 2;
+    const bool isConcurrent = command == "SourceConnect" && ++m_unknownConnects > sequentialCalls;
+    return fails("concurrent-calls") && isConcurrent ? getList()
                                                      : refused(setting->second + "-refusal");
 }
 
-Json::Value FaithfulService::answerWithList() {
+Json::Value ConformingService::getList() {
     Json::Value reply;
-    reply["return_data"] = shownList();
-    if (breaks("list-answer") || (breaks("restart-list") && m_hasRestarted)) {
+    reply["return_data"] = encodedList();
+    if (fails("list-answer") || (fails("restart-list") && m_hasRestarted)) {
         reply["return_data"] = "none";
     }
     return reply;
 }
 
-Json::Value FaithfulService::answerWithIcons(bool isKnown) {
+Json::Value ConformingService::getIcons(bool isKnown) {
     if (isKnown) {
-        Json::Value reply = m_isStrange ? Json::Value(Json::objectValue) : m_icons;
-        if (breaks("get-icons-answer")) {
+        Json::Value reply = m_isUnusual ? Json::Value(Json::objectValue) : m_icons;
+        if (fails("get-icons-answer")) {
             reply["SourceIconPath"] = Json::arrayValue;
         }
         return reply;
     }
-    if (breaks("get-icons-refusal")) {
+    if (fails("get-icons-refusal")) {
         Json::Value reply = m_icons;
         reply["LauncherUnfocusedIconPath"] = "/icon.png";
         return reply;
     }
-    return refused(keptAnyway);
+    return refused(noCheck);
 }
 
-Json::Value FaithfulService::answerWithDevice(const std::string &key) const {
+Json::Value ConformingService::getUsbData(const std::string &key) const {
     if (key != "usb") {
-        return refused(key == "hdmi2" || key == "av" ? keptAnyway : "usb-refusal");
+        return refused(key == "hdmi2" || key == "av" ? noCheck : "usb-refusal");
     }
     Json::Value reply;
     reply["deviceName"] = "Stick";
     reply["deviceBusNumber"] = 1;
     reply["isPTP"] = true;
-    if (breaks("usb-answer")) {
+    if (fails("usb-answer")) {
         reply["isPTP"] = "perhaps";
     }
     return reply;
 }
 
-Json::Value FaithfulService::rename(Json::Value &source, const std::string &name) {
-    if (m_namesToTake == 0) {
-        return refused(keptAnyway);
+Json::Value ConformingService::rename(Json::Value &source, const std::string &name) {
+    if (m_renamesToAccept == 0) {
+        return refused(noCheck);
     }
-    --m_namesToTake;
+    --m_renamesToAccept;
     source["editName"] = name;
-    announce();
+    emitChange();
     return done("rename-answer");
 }
 
-Json::Value FaithfulService::done(const std::string &id) const {
+Json::Value ConformingService::done(const std::string &id) const {
     Json::Value reply;
     reply["return_data"] = true;
-    if (breaks(id)) {
+    if (fails(id)) {
         reply["return_data"] = "yes";
-    } else if (m_isStrange) {
+    } else if (m_isUnusual) {
         reply["return_data"] = 2;
     }
     return reply;
 }
 
-Json::Value FaithfulService::refused(const std::string &id) const {
+Json::Value ConformingService::refused(const std::string &id) const {
     Json::Value reply;
-    if (m_isStrange) {
+    if (m_isUnusual) {
         reply["dbus_result"] = "fail";
     } else {
-        reply["return_data"] = breaks(id);
+        reply["return_data"] = fails(id);
     }
     return reply;
 }
 
-Json::Value FaithfulService::shownList() const {
+Json::Value ConformingService::encodedList() const {
     Json::Value shown = m_sources;
     for (Json::Value &element : shown) {
         for (const char *name : {"editName", "detectedName"}) {
             element[name] =
-                breaks("rename-listed") ? element[name] : percentEncoded(element[name].asString());
+                fails("rename-listed") ? element[name] : percentEncoded(element[name].asString());
         }
     }
-    if (breaks("list-elements")) {
+    if (fails("list-elements")) {
         shown[2]["powerState"] = "on";
     }
-    if (breaks("list-names")) {
+    if (fails("list-names")) {
         shown[2]["detectedName"] = "50% off";
     }
     return shown;
 }
 
-Json::Value *FaithfulService::find(int type) {
+Json::Value *ConformingService::find(int type) {
     for (Json::Value &source : m_sources) {
         if (source["sourceType"] == type) {
             return &source;
@@ -303,29 +300,29 @@ Json::Value *FaithfulService::find(int type) {
     return nullptr;
 }
 
-void FaithfulService::announce() {
-    if (breaks(m_hasRestarted ? "restart-signal" : "change-signal")) {
+void ConformingService::emitChange() {
+    if (fails(m_hasRestarted ? "restart-signal" : "change-signal")) {
         return;
     }
     Json::Value message;
-    message["return_data"] = m_isStrange ? Json::Value("") : shownList();
-    if (breaks("change-signal-list")) {
+    message["return_data"] = m_isUnusual ? Json::Value("") : encodedList();
+    if (fails("change-signal-list")) {
         message["return_data"] = Json::arrayValue;
     }
-    if (!m_isStrange) {
+    if (!m_isUnusual) {
         message["data"]["result"] = 3;
     }
-    if (breaks("change-signal-result")) {
+    if (fails("change-signal-result")) {
         message["data"]["result"] = "named";
     }
     const std::string text = jsonText(message);
     m_service.emit(
         "/test", "test.Service", "source_api",
-        breaks("change-signal-shape") ? g_variant_new("(s)", text.c_str()) : plainBody(text));
+        fails("change-signal-shape") ? g_variant_new("(s)", text.c_str()) : plainBody(text));
 }
 
-// Both requests are on their way before the answer to what is being answered now.
-void FaithfulService::changeOwner() {
+// Both requests are sent before the reply to the call that is being handled.
+void ConformingService::changeOwner() {
     const auto ask = [this](const char *method, GVariant *arguments) {
         g_dbus_connection_call(m_service.connection(), "org.freedesktop.DBus",
                                "/org/freedesktop/DBus", "org.freedesktop.DBus", method, arguments,

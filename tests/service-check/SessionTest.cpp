@@ -1,11 +1,13 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "Source.h"
+#include "Session.h"
 
 #include <gtest/gtest.h>
 
 #include "FakeService.h"
+
+namespace service_check {
 
 namespace {
 
@@ -16,13 +18,13 @@ TEST(ListedSourceTest, NamesArePercentDecoded) {
     EXPECT_EQ(percentDecoded(""), "");
 }
 
-TEST(ListedSourceTest, NamesWithIncompleteEscapesOrOtherBytesThanUtf8AreNone) {
+TEST(ListedSourceTest, NamesWithMalformedEscapesOrInvalidUtf8AreRejected) {
     for (const char *text : {"%", "%4", "a%4", "%4z", "50% off", "%ff", "%00"}) {
         EXPECT_EQ(percentDecoded(text), std::nullopt) << text;
     }
 }
 
-TEST(ListedSourceTest, AnUnknownSourceIsNotInTheList) {
+TEST(ListedSourceTest, UnknownTypeAndKeyAreNotInTheList) {
     const Json::Value list = parsedJson(
         R"([{"sourceType": 2147483647, "uniqueKey": "no-such-source"}, {"sourceType": 1}])");
     EXPECT_EQ(unknownType(list), 2147483646);
@@ -40,3 +42,5 @@ TEST(ListedSourceTest, AnElementIsFoundByTypeIndexAndKey) {
 }
 
 }  // namespace
+
+}  // namespace service_check
