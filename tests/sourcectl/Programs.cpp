@@ -23,16 +23,8 @@ Words tvEmulatorWith(const Words &arguments) {
     return joined(TV_EMULATOR, arguments);
 }
 
-Outcome finish(ChildProgram &program) {
-    program.closeInput();
-    std::string output = program.readAll();
-    const int exitCode = program.waitForExit();
-    return {exitCode, std::move(output), program.errors()};
-}
-
 Outcome run(const Words &commandLine, const ChildProgram::Environment &environment) {
-    ChildProgram program(commandLine, environment);
-    return finish(program);
+    return runProgram(commandLine, environment);
 }
 
 Outcome sourcectl(const Words &arguments) {

@@ -10,21 +10,13 @@
 
 #include "ChildProgram.h"
 
-using Words = std::vector<std::string>;
-
-// What a program that has ended leaves.
-struct Outcome {
-    int exitCode;
-    std::string output;
-    std::string errors;
-};
+using Words = Arguments;
+using Outcome = ProgramResult;
 
 // A whole command line.
 Words sourcectlWith(const Words &arguments);
 Words tvEmulatorWith(const Words &arguments);
 
-// Lets a program run to its end.
-Outcome finish(ChildProgram &program);
 Outcome run(const Words &commandLine, const ChildProgram::Environment &environment = {});
 
 // On the bus of the test's own environment, without a TV.
