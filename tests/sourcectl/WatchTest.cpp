@@ -6,22 +6,22 @@
 #include <csignal>
 #include <memory>
 
+#include "EmulatorFixture.h"
 #include "FakeService.h"
-#include "FakeTv.h"
-#include "Programs.h"
+#include "SourcectlProgram.h"
 
 namespace {
 
 using ::testing::StartsWith;
 
-// A source as the service lists it.
+// A source in the list of the service.
 std::string listed(const std::string &key, const std::string &name) {
     return R"({"sourceType":8,"editName":")" + name +
            R"(","detectedName":"","iconPath":"","uniqueKey":")" + key +
            R"(","connectionState":true,"powerState":1,"mbrActivityIndex":0,"settingMethod":0})";
 }
 
-// The change signal's content.
+// The text of the change signal.
 std::string change(const std::string &sources, int result = 1) {
     return R"({"method":"SourceListChanged","return_data":)" + sources + R"(,"data":{"result":)" +
            std::to_string(result) + "}}";
@@ -34,33 +34,30 @@ const std::string diskAndCamera =
 
 class WatchTest : public ::testing::Test {
  protected:
-    WatchTest() {
-        tv.setNames("[]");
-        service.replyTo("UtilGetSourceList", R"({"return_data":)" + disk + "}");
-    }
+    WatchTest() { service.replyTo("UtilGetSourceList", R"({"return_data":)" + disk + "}"); }
 
-    // Runs until the end of the test at the latest; the list has been read when this returns.
-    ChildProgram &watch(const Words &options = {}) {
-        Words arguments = {"watch"};
+    // Starts sourcectl, and returns when it has read the list and printed its first line.
+    ChildProgram &watch(const Arguments &options = {}) {
+        Arguments arguments = {"watch"};
         arguments.insert(arguments.end(), options.begin(), options.end());
-        m_watch = std::make_unique<ChildProgram>(sourcectlWith(arguments), tv.environment());
-        m_beginning = m_watch->readLine();
+        m_watch = std::make_unique<ChildProgram>(sourcectlWith(arguments), platform.environment());
+        m_firstLine = m_watch->readLine();
         return *m_watch;
     }
-    const std::string &beginning() const { return m_beginning; }
+    const std::string &firstLine() const { return m_firstLine; }
 
-    FakeTv tv;
+    PlatformFixture platform;
     TestBus bus;
     FakeService service{bus};
 
  private:
     std::unique_ptr<ChildProgram> m_watch;
-    std::string m_beginning;
+    std::string m_firstLine;
 };
 
-TEST_F(WatchTest, EachChangeIsToldAsItArrives) {
+TEST_F(WatchTest, PrintsEachChangeWhenItArrives) {
     ChildProgram &watching = watch();
-    EXPECT_EQ(beginning(), "watching 1 source");
+    EXPECT_EQ(firstLine(), "watching 1 source");
 
     service.emitChange(change(diskAndCamera));
     EXPECT_EQ(watching.readLine(), "added    \"Eye\" (type 8, index 0, key camera)");
@@ -71,9 +68,9 @@ TEST_F(WatchTest, EachChangeIsToldAsItArrives) {
               "changed  \"Films\" (type 8, index 0, key disk): name \"Disk\" → \"Films\"");
 }
 
-TEST_F(WatchTest, ProgramsReadOneDocumentALine) {
+TEST_F(WatchTest, PrintsOneJsonDocumentOnEachLine) {
     ChildProgram &watching = watch({"--json"});
-    const Json::Value sources = parsedJson(beginning())["sources"];
+    const Json::Value sources = parsedJson(firstLine())["sources"];
     ASSERT_EQ(sources.size(), 1U);
     EXPECT_EQ(sources[0]["uniqueKey"], "disk");
 
@@ -86,12 +83,12 @@ TEST_F(WatchTest, ProgramsReadOneDocumentALine) {
     EXPECT_EQ(added["changed"], Json::Value(Json::arrayValue));
 }
 
-TEST_F(WatchTest, EndsAfterTheChangesAskedFor) {
+TEST_F(WatchTest, EndsAfterTheGivenNumberOfChanges) {
     ChildProgram &watching = watch({"--count", "2"});
     service.emitChange(change(diskAndCamera));
     service.emitChange(change(disk));
     service.emitChange(change(renamedDisk));
-    const Outcome outcome = finish(watching);
+    const ProgramResult outcome = finish(watching);
     EXPECT_EQ(outcome.exitCode, 0);
     EXPECT_EQ(outcome.errors, "");
     EXPECT_EQ(outcome.output,
@@ -99,43 +96,43 @@ TEST_F(WatchTest, EndsAfterTheChangesAskedFor) {
               "removed  \"Eye\" (type 8, index 0, key camera)\n");
 }
 
-TEST_F(WatchTest, NotificationOfTheSameListIsPassedOver) {
+TEST_F(WatchTest, IgnoresANotificationOfTheSameList) {
     ChildProgram &watching = watch({"--count", "1"});
     service.emitChange(change(disk));
     service.emitChange(change(renamedDisk));
-    const Outcome outcome = finish(watching);
+    const ProgramResult outcome = finish(watching);
     EXPECT_EQ(outcome.exitCode, 0);
     EXPECT_THAT(outcome.output, StartsWith("changed"));
 }
 
-TEST_F(WatchTest, TimeoutEndsIt) {
-    const Outcome outcome = finish(watch({"--timeout", "0"}));
+TEST_F(WatchTest, EndsAfterTheTimeout) {
+    const ProgramResult outcome = finish(watch({"--timeout", "0"}));
     EXPECT_EQ(outcome.exitCode, 0);
     EXPECT_EQ(outcome.errors, "");
 }
 
-TEST_F(WatchTest, TooFewChangesWithinTheTimeoutAreAFailure) {
+TEST_F(WatchTest, FailsIfTheTimeoutEndsBeforeTheLastChange) {
     expectFailure(finish(watch({"--count", "2", "--timeout", "0"})),
                   "only 0 of 2 changes arrived within 0 seconds");
 }
 
-TEST_F(WatchTest, SignalsEndIt) {
+TEST_F(WatchTest, EndsOnSigintAndSigterm) {
     for (const int signal : {SIGINT, SIGTERM}) {
         ChildProgram &watching = watch({"--count", "1"});
         watching.kill(signal);
-        const Outcome outcome = finish(watching);
+        const ProgramResult outcome = finish(watching);
         EXPECT_EQ(outcome.exitCode, 0);
         EXPECT_EQ(outcome.errors, "");
     }
 }
 
-TEST_F(WatchTest, LossOfTheBusIsTold) {
+TEST_F(WatchTest, FailsWhenTheBusIsLost) {
     ChildProgram &watching = watch();
     bus.stop();
     expectFailure(finish(watching), "the connection to the system bus was lost");
 }
 
-TEST_F(WatchTest, LossOfTheListIsTold) {
+TEST_F(WatchTest, FailsWhenTheListCannotBeRead) {
     ChildProgram &watching = watch();
     service.replyTo("UtilGetSourceList", R"({"dbus_result":"fail"})");
     service.emitChange(change("\"\""));
@@ -144,9 +141,9 @@ TEST_F(WatchTest, LossOfTheListIsTold) {
                   "unreadable");
 }
 
-TEST_F(WatchTest, ReaderThatLeavesEndsItAtTheNextChange) {
+TEST_F(WatchTest, EndsAtTheNextChangeWhenItsOutputIsClosed) {
     ChildProgram watching({"/bin/sh", "-c", "\"$0\" watch | head -n 1; echo done", SOURCECTL},
-                          tv.environment());
+                          platform.environment());
     EXPECT_EQ(watching.readLine(), "watching 1 source");
     service.emitChange(change(renamedDisk));
     EXPECT_EQ(watching.readLine(), "done");

@@ -3,17 +3,17 @@
 
 #include "CommandLine.h"
 
-#include <glib.h>
-
 #include <CLI/CLI.hpp>
 
-#include "Watch.h"
+#include "TerminalText.h"
+
+namespace sourcectl {
 
 namespace {
 
-constexpr std::uint32_t longestTimeoutSeconds = 4294967;  // GLib counts 32 bits of milliseconds
+constexpr std::uint32_t longestTimeoutSeconds = 4294967;  // GLib takes 32 bits of milliseconds
 
-// Adds the commands to the program's options, which write into `invocation`.
+// Defines the options and commands of `app`, which write into `invocation`.
 class CommandLine {
  public:
     CommandLine(CLI::App &app, Invocation &invocation)
@@ -41,12 +41,12 @@ class CommandLine {
         m_app.footer(
             "Exit codes:\n"
             "  0  done\n"
-            "  1  refused, or the source service or the bus could not be reached;\n"
-            "     one line on standard error says which\n"
+            "  1  refused, or the source service or the bus cannot be reached; one line\n"
+            "     on standard error gives the reason\n"
             "  2  wrong usage\n"
             "\n"
             "Environment:\n"
-            "  DBUS_SYSTEM_BUS_ADDRESS  another bus in place of the system bus\n"
+            "  DBUS_SYSTEM_BUS_ADDRESS  address of a bus to use instead of the system bus\n"
             "\n"
             "Examples:\n"
             "  sourcectl list\n"
@@ -57,8 +57,7 @@ class CommandLine {
         m_app.set_version_flag("--version", "sourcectl " SOURCECTL_VERSION,
                                "Print the version and exit");
         m_app.add_flag("--json", m_arguments.json,
-                       "Print one JSON document in UTF-8, in place of text\n"
-                       "for people");
+                       "Print one JSON document in UTF-8 instead of text");
         m_app.add_flag("--verbose", m_arguments.verbose,
                        "Show the client library's log on standard error");
         m_app.require_subcommand(1);
@@ -70,7 +69,7 @@ class CommandLine {
         CLI::App *added = m_app.add_subcommand(name, description);
         added->group("Commands");
         added->footer(std::string(footer) +
-                      "\n\nTakes --json and --verbose too, see 'sourcectl --help'.");
+                      "\n\n--json and --verbose are allowed as well, see\n'sourcectl --help'.");
         added->callback([this, command] { m_invocation.command = command; });
         return added;
     }
@@ -79,9 +78,7 @@ class CommandLine {
                          const char *description) {
         static const CLI::Validator utf8(
             [](const std::string &given) {
-                const bool valid = g_utf8_validate(given.data(), static_cast<gssize>(given.size()),
-                                                   nullptr) != FALSE;
-                return valid ? std::string() : std::string("not valid UTF-8");
+                return support::isUtf8(given) ? std::string() : std::string("not valid UTF-8");
             },
             "");
         return command->add_option(name, text, description)->check(utf8);
@@ -98,8 +95,8 @@ class CommandLine {
     void addIndex(CLI::App *command) {
         command
             ->add_option("--index", m_arguments.index,
-                         "Activity index, which tells apart several sources of\n"
-                         "one type; the column INDEX of 'sourcectl list'")
+                         "Activity index, which distinguishes sources of one\n"
+                         "type; the column INDEX of 'sourcectl list'")
             ->capture_default_str();
     }
 
@@ -112,10 +109,10 @@ class CommandLine {
 
     void addList() {
         add("list", "Print the list of sources",
-            "A name is the user's name of the source, else the one that its device told.\n"
+            "NAME is the user's name of the source or, without one, the detected name.\n"
             "POWER is a number in the source service's numbering.\n"
-            "With --json: an array with one object for each source, of sourceType,\n"
-            "mbrActivityIndex, uniqueKey, editName (the user's), detectedName, iconPath,\n"
+            "With --json: an array with one object for each source; its members are sourceType,\n"
+            "mbrActivityIndex, uniqueKey, editName (the user's name), detectedName, iconPath,\n"
             "connectionState (true or false) and powerState.\n"
             "\n"
             "Examples:\n"
@@ -126,12 +123,12 @@ class CommandLine {
 
     void addWatch() {
         CLI::App *command = add(
-            "watch", "Print the changes of the list as they arrive",
-            "Prints a line when it has begun to watch, then one for each source that was added,\n"
-            "removed or changed. A notification that leaves the list as it was is passed over.\n"
-            "Ends after N changes, after the time-out, or on an interrupt (exit code 0).\n"
-            "With --json, one object a line: first {\"sources\": [...]}, then for each change\n"
-            "{\"result\": number that the source service gave, \"added\": [...],\n"
+            "watch", "Print the changes of the list when they happen",
+            "Prints a line when it starts, then one for each source that was added, removed or\n"
+            "changed. Notifications of an unchanged list are ignored. Exits with code 0 after N\n"
+            "changes, after the timeout, or when interrupted.\n"
+            "With --json, one object on each line: first {\"sources\": [...]}, then for each\n"
+            "change {\"result\": number from the source service, \"added\": [...],\n"
             "\"removed\": [...], \"changed\": [{\"before\": ..., \"after\": ...}]}.\n"
             "\n"
             "Examples:\n"
@@ -140,13 +137,13 @@ class CommandLine {
             watchSources);
         command
             ->add_option("--count", m_arguments.count,
-                         "End after N changes of the list; exit code 1 when\n"
-                         "fewer arrive within the time-out")
+                         "Exit after N changes of the list; exit code 1 if\n"
+                         "the timeout ends before")
             ->type_name("N")
             ->check(CLI::Range(std::uint32_t{1}, UINT32_MAX, "1 or more"));
         command
             ->add_option("--timeout", m_arguments.timeoutSeconds,
-                         "End after this many seconds; no limit when not given")
+                         "Exit after this many seconds; default: no limit")
             ->type_name("SECONDS")
             ->check(CLI::Range(std::uint32_t{0}, longestTimeoutSeconds));
     }
@@ -170,7 +167,7 @@ class CommandLine {
     void addName() {
         CLI::App *command =
             add("name", "Print the name of a source",
-                "The user's name of the source, else the one that its device told.\n"
+                "The user's name of the source or, without one, the detected name.\n"
                 "\n"
                 "Example:\n"
                 "  sourcectl name 8 --index 1",
@@ -191,7 +188,7 @@ class CommandLine {
     }
 
     void addDeviceType() {
-        CLI::App *command = add("device-type", "Print the device type of a source, or set it",
+        CLI::App *command = add("device-type", "Print or set the device type of a source",
                                 "Examples:\n"
                                 "  sourcectl device-type 4\n"
                                 "  sourcectl device-type 4 7",
@@ -212,18 +209,17 @@ class CommandLine {
                                 "  sourcectl detected 4 \"Player X\" 7",
                                 changeDetected);
         addType(command);
-        addText(command, "TEXT", m_arguments.text, "The name that the connected device told")
-            ->required();
+        addText(command, "TEXT", m_arguments.text, "Name of the connected device")->required();
         command
             ->add_option("DEVICE_TYPE", m_arguments.deviceType,
-                         "Its device type, in the source service's numbering")
+                         "Device type, in the source service's numbering")
             ->required();
         addIndex(command);
     }
 
     void addOsd() {
         addType(add("osd", "Print the platform's on-screen text of a source type",
-                    "Does not ask the source service.\n"
+                    "The source service is not needed.\n"
                     "\n"
                     "Example:\n"
                     "  sourcectl osd 4",
@@ -231,7 +227,7 @@ class CommandLine {
     }
 
     void addUsb() {
-        addKey(add("usb", "Print what the source service knows of a USB device",
+        addKey(add("usb", "Print the properties of a USB device",
                    "Example:\n"
                    "  sourcectl usb usb-camera",
                    showUsbDevice));
@@ -239,9 +235,9 @@ class CommandLine {
 
     void addIcon() {
         CLI::App *command =
-            add("icon", "Print the icons of a source, or set them",
-                "The icons are set when their paths are given, all three at once. An empty path\n"
-                "stands for no icon. A source that the service does not know has no icons.\n"
+            add("icon", "Print or set the icons of a source",
+                "The icons are set if their paths are given, all three together. An empty path\n"
+                "means no icon. For an unknown source no icons are printed.\n"
                 "\n"
                 "Examples:\n"
                 "  sourcectl icon 4\n"
@@ -278,7 +274,7 @@ Invocation readCommandLine(int argc, const char *const *argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::RequiredError &missing) {
-        // An unknown command is named rather than called a missing one.
+        // For an unknown command the parser would report that a command is missing.
         const std::vector<std::string> unknown = app.remaining();
         if (unknown.empty()) {
             app.exit(missing);
@@ -298,3 +294,5 @@ void showCommandLine(const std::function<void(const CLI::App &)> &reader) {
     const CommandLine commandLine(app, invocation);
     reader(app);
 }
+
+}  // namespace sourcectl

@@ -6,12 +6,13 @@
 
 #include <functional>
 
-#include "Arguments.h"
 #include "Commands.h"
 
 namespace CLI {
 class App;
 }
+
+namespace sourcectl {
 
 constexpr int exitDone = 0;
 constexpr int exitFailed = 1;
@@ -19,13 +20,15 @@ constexpr int exitWrongUsage = 2;
 
 struct Invocation {
     Arguments arguments;
-    Command command = nullptr;  // null when there is nothing to run
-    int exitCode = exitDone;    // then; help or what is wrong has been printed
+    Command command = nullptr;  // null after --help, --version or an error message
+    int exitCode = exitDone;    // without a command
 };
 
 Invocation readCommandLine(int argc, const char *const *argv);
 
-// Shows `reader` what the command line can be.
+// Passes the description of the command line to `reader`.
 void showCommandLine(const std::function<void(const CLI::App &)> &reader);
+
+}  // namespace sourcectl
 
 #endif

@@ -5,31 +5,34 @@
 
 #include <json/json.h>
 
+#include <iostream>
 #include <map>
 #include <memory>
-#include <string>
 #include <utility>
-#include <vector>
 
-#include "Failure.h"
-#include "Output.h"
-#include "ServiceProbe.h"
-#include "SourceAPI.h"
-#include "SourceList.h"
-#include "Table.h"
-#include "Text.h"
+#include "BusConnection.h"
+#include "JsonText.h"
+#include "TerminalText.h"
+#include "TextTable.h"
+
+namespace sourcectl {
+
+using support::jsonLineUtf8;
+using support::printable;
+using support::quoted;
+using support::validUtf8;
 
 namespace {
 
 constexpr const char *refused = "the source service refused it";
 
-void require(bool done, const std::string &aim, const std::string &otherwise = refused) {
+void require(bool done, const std::string &action, const std::string &reason = refused) {
     if (!done) {
-        throw Failure("cannot " + aim + ": " + whyUnreachable().value_or(otherwise));
+        throw Failure("cannot " + action + ": " + unreachableReason().value_or(reason));
     }
 }
 
-// Empty for a type that the platform does not know.
+// Empty for a type that is unknown to the platform.
 std::string onScreenText(int type) {
     std::string text;
     return CSourceAPI::Get()->GetSourceOSDText(type, text) ? text : std::string();
@@ -45,30 +48,30 @@ std::string sourceTitle(const Arguments &arguments) {
     return typeTitle(arguments.type) + ", index " + std::to_string(arguments.index);
 }
 
-// The answer to a change.
+// The output of a command that changes something.
 void printDone(const Arguments &arguments, const std::string &sentence) {
     Json::Value outcome;
     outcome["done"] = true;
-    print(arguments.json ? jsonLine(outcome) : sentence);
+    print(arguments.json ? jsonLineUtf8(outcome) : sentence);
 }
 
-// The answer to a question for one value.
+// The output of a command that reads one value.
 void printValue(const Arguments &arguments, const char *member, const Json::Value &value) {
     Json::Value document;
     document[member] = value;
-    print(arguments.json ? jsonLine(document) : printable(value.asString()));
+    print(arguments.json ? jsonLineUtf8(document) : printable(value.asString()));
 }
 
-// The answer to a question for several texts.
+// The output of a command that reads several texts.
 void printProperties(const Arguments &arguments,
                      const std::vector<std::pair<std::string, std::string>> &properties) {
     Json::Value document;
-    Table table({{"PROPERTY"}, {"VALUE"}});
+    support::TextTable table({{"PROPERTY"}, {"VALUE"}});
     for (const auto &[name, value] : properties) {
         document[name] = validUtf8(value);
         table.addRow({name, value});
     }
-    print(arguments.json ? jsonLine(document) : table.text());
+    print(arguments.json ? jsonLineUtf8(document) : table.text());
 }
 
 }  // namespace
@@ -76,24 +79,24 @@ void printProperties(const Arguments &arguments,
 void listSources(const Arguments &arguments) {
     const SourceList sources = readSourceList();
     if (arguments.json) {
-        print(jsonLine(toJson(sources)));
+        print(jsonLineUtf8(toJson(sources)));
         return;
     }
     if (sources.empty()) {
         print("no sources");
         return;
     }
-    Table table({{"TYPE", Align::right},
-                 {"INDEX", Align::right},
-                 {"NAME"},
-                 {"DETECTED"},
-                 {"ON SCREEN"},
-                 {"KEY"},
-                 {"CONNECTED"},
-                 {"POWER", Align::right}});
+    support::TextTable table({{"TYPE", support::Align::right},
+                              {"INDEX", support::Align::right},
+                              {"NAME"},
+                              {"DETECTED"},
+                              {"ON SCREEN"},
+                              {"KEY"},
+                              {"CONNECTED"},
+                              {"POWER", support::Align::right}});
     for (const CSourceItem &source : sources) {
         table.addRow({std::to_string(source.sourceType), std::to_string(source.mbrActivityIndex),
-                      shownName(source), source.detectedName, onScreenText(source.sourceType),
+                      displayName(source), source.detectedName, onScreenText(source.sourceType),
                       source.uniqueKey, source.connectionState ? "yes" : "no",
                       std::to_string(source.powerState)});
     }
@@ -134,19 +137,19 @@ void showDeviceType(const Arguments &arguments) {
 }
 
 void changeDeviceType(const Arguments &arguments) {
-    const std::string aim = "set the device type of " + sourceTitle(arguments);
+    const std::string action = "set the device type of " + sourceTitle(arguments);
     require(CSourceAPI::Get()->SetSourceDeviceType(arguments.type, arguments.deviceType,
                                                    arguments.index),
-            aim);
-    printDone(arguments, aim + " to " + std::to_string(arguments.deviceType));
+            action);
+    printDone(arguments, action + " to " + std::to_string(arguments.deviceType));
 }
 
 void changeDetected(const Arguments &arguments) {
-    const std::string aim = "set the detected name of " + sourceTitle(arguments);
+    const std::string action = "set the detected name of " + sourceTitle(arguments);
     require(CSourceAPI::Get()->SetSourceDetectedNameAndDeviceType(
                 arguments.type, arguments.text, arguments.deviceType, arguments.index),
-            aim);
-    printDone(arguments, aim + " to " + quoted(arguments.text) + " and its device type to " +
+            action);
+    printDone(arguments, action + " to " + quoted(arguments.text) + " and its device type to " +
                              std::to_string(arguments.deviceType));
 }
 
@@ -177,10 +180,50 @@ void showIcons(const Arguments &arguments) {
 }
 
 void changeIcons(const Arguments &arguments) {
-    const std::string aim = "set the icons of " + sourceTitle(arguments);
+    const std::string action = "set the icons of " + sourceTitle(arguments);
     require(CSourceAPI::Get()->SetCustomIconPath(arguments.type, arguments.sourceIcon,
                                                  {arguments.focusedIcon, arguments.unfocusedIcon},
                                                  arguments.index),
-            aim);
-    printDone(arguments, aim);
+            action);
+    printDone(arguments, action);
 }
+
+void print(const std::string &text) {
+    std::cout << text << std::endl;
+    if (!std::cout) {
+        throw Failure("cannot write to standard output");
+    }
+}
+
+std::optional<std::string> unreachableReason() {
+    support::Connection bus;
+    try {
+        bus = support::sharedSystemBus();
+    } catch (const std::runtime_error &error) {
+        return std::string("the system bus cannot be reached: ") + error.what();
+    }
+    try {
+        if (support::hasOwner(bus.get(), "source_service.message")) {
+            return std::nullopt;
+        }
+    } catch (const std::runtime_error &error) {
+        return std::string("the system bus does not reply: ") + error.what();
+    }
+    return "the source service is not running on the system bus";
+}
+
+SourceList readSourceList() {
+    std::shared_ptr<std::multimap<int, CSourceItem>> records;
+    if (!CSourceAPI::Get()->GetSourceList(&records)) {
+        throw Failure("cannot read the source list: " +
+                      unreachableReason().value_or(
+                          "the source service refused it, or part of it is unreadable"));
+    }
+    SourceList sources;
+    for (const auto &[type, source] : *records) {
+        sources.push_back(source);
+    }
+    return sources;
+}
+
+}  // namespace sourcectl

@@ -1,45 +1,41 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "Watch.h"
-
-#include <gio/gio.h>
 #include <glib-unix.h>
 
 #include <csignal>
 #include <exception>
-#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
 
-#include "DifferenceReport.h"
-#include "Failure.h"
-#include "Output.h"
-#include "SourceList.h"
+#include "BusConnection.h"
+#include "Commands.h"
+#include "JsonText.h"
+
+namespace sourcectl {
 
 namespace {
-
-struct Unref {
-    void operator()(GMainLoop *loop) const { g_main_loop_unref(loop); }
-    void operator()(GDBusConnection *bus) const { g_object_unref(bus); }
-};
-using Bus = std::unique_ptr<GDBusConnection, Unref>;
 
 Failure lostBus() {
     return Failure("the connection to the system bus was lost");
 }
 
-// The connection that the library uses too.
-Bus openBus() {
-    Bus bus(g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr));
-    if (bus == nullptr || g_dbus_connection_is_closed(bus.get()) != FALSE) {
+// The library uses the same connection.
+support::Connection openBus() {
+    support::Connection bus;
+    try {
+        bus = support::sharedSystemBus();
+    } catch (const std::runtime_error &) {
+        throw lostBus();
+    }
+    if (g_dbus_connection_is_closed(bus.get()) != FALSE) {
         throw lostBus();
     }
     return bus;
 }
 
-// Something that the main loop waits for, until this goes.
+// Removes a source from the default main context.
 class EventSource {
  public:
     explicit EventSource(guint id) : m_id(id) {}
@@ -58,13 +54,12 @@ class Watch {
     Watch(const Watch &) = delete;
     Watch &operator=(const Watch &) = delete;
 
-    // Blocks until the end of the watch.
     void run();
 
  private:
-    void printBeginning() const;
+    void printStart() const;
     void printChange(int result);
-    void end() { g_main_loop_quit(m_loop.get()); }
+    void stop() { g_main_loop_quit(m_loop.get()); }
     void fail(std::exception_ptr failure);
 
     static void onListChanged(int result, void *self);
@@ -78,14 +73,14 @@ class Watch {
     bool m_timedOut = false;
     std::exception_ptr m_failure;
 
-    std::unique_ptr<GMainLoop, Unref> m_loop;
-    Bus m_bus;
+    support::Owner<GMainLoop> m_loop;
+    support::Connection m_bus;
     gulong m_closedHandler;
     EventSource m_interrupt;
     EventSource m_termination;
 };
 
-// The list is read before anything else: it tells whether there is something to watch.
+// Reading the list first reports an unreachable service before anything is printed.
 Watch::Watch(const Arguments &arguments)
     : m_arguments(arguments),
       m_sources(readSourceList()),
@@ -103,7 +98,7 @@ Watch::~Watch() {
 }
 
 void Watch::run() {
-    printBeginning();
+    printStart();
     std::optional<EventSource> timeout;
     if (m_arguments.timeoutSeconds) {
         timeout.emplace(g_timeout_add(*m_arguments.timeoutSeconds * 1000, onTimeout, this));
@@ -119,11 +114,11 @@ void Watch::run() {
     }
 }
 
-void Watch::printBeginning() const {
+void Watch::printStart() const {
     if (m_arguments.json) {
-        Json::Value beginning;
-        beginning["sources"] = toJson(m_sources);
-        print(jsonLine(beginning));
+        Json::Value start;
+        start["sources"] = toJson(m_sources);
+        print(support::jsonLineUtf8(start));
     } else {
         print("watching " + std::to_string(m_sources.size()) +
               (m_sources.size() == 1 ? " source" : " sources"));
@@ -140,7 +135,7 @@ void Watch::printChange(int result) {
     if (m_arguments.json) {
         Json::Value change = toJson(difference);
         change["result"] = result;
-        print(jsonLine(change));
+        print(support::jsonLineUtf8(change));
     } else {
         for (const std::string &line : describe(difference)) {
             print(line);
@@ -148,17 +143,17 @@ void Watch::printChange(int result) {
     }
     ++m_changes;
     if (m_changes == m_arguments.count) {
-        end();
+        stop();
     }
 }
 
 void Watch::fail(std::exception_ptr failure) {
     m_failure = std::move(failure);
-    end();
+    stop();
 }
 
-// Several notifications may be due when the first of them ends the watch. No exception may pass
-// through the library.
+// More notifications may be queued when the first one stops the loop. The library does not allow
+// exceptions in callbacks.
 void Watch::onListChanged(int result, void *self) {
     auto *watch = static_cast<Watch *>(self);
     if (g_main_loop_is_running(watch->m_loop.get()) == FALSE) {
@@ -177,14 +172,14 @@ void Watch::onBusClosed(GDBusConnection * /*bus*/, gboolean /*byPeer*/, GError *
 }
 
 gboolean Watch::onInterrupt(void *self) {
-    static_cast<Watch *>(self)->end();
+    static_cast<Watch *>(self)->stop();
     return G_SOURCE_CONTINUE;
 }
 
 gboolean Watch::onTimeout(void *self) {
     auto *watch = static_cast<Watch *>(self);
     watch->m_timedOut = true;
-    watch->end();
+    watch->stop();
     return G_SOURCE_CONTINUE;
 }
 
@@ -193,3 +188,5 @@ gboolean Watch::onTimeout(void *self) {
 void watchSources(const Arguments &arguments) {
     Watch(arguments).run();
 }
+
+}  // namespace sourcectl

@@ -6,6 +6,7 @@
 
 int main(int argc, char **argv) {
     int result = EXIT_FAILURE;
-    showCommandLine([&](const CLI::App &app) { result = documentCommandLine(app, argc, argv); });
+    sourcectl::showCommandLine(
+        [&](const CLI::App &app) { result = documentCommandLine(app, argc, argv); });
     return result;
 }

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// sourcectl: the library's client for people, shell scripts and other programs.
+// sourcectl: a command-line client of the library for users and scripts.
 #include <glib.h>
 #include <json/json.h>
 
@@ -10,14 +10,16 @@
 #include <string>
 
 #include "CommandLine.h"
-#include "Failure.h"
-#include "Text.h"
+#include "TerminalText.h"
+
+namespace sourcectl {
 
 namespace {
 
 constexpr const char *logDomain = "SOURCE_API";
 
-// Standard output belongs to the answer, and GLib shows nothing of the library's log unasked.
+// Standard output contains results only. GLib shows the library's log only if the variable has its
+// domain.
 void setUpLog(bool verbose) {
     g_log_writer_default_set_use_stderr(TRUE);
     const char *domains = g_getenv("G_MESSAGES_DEBUG");
@@ -27,16 +29,12 @@ void setUpLog(bool verbose) {
     }
 }
 
-int failed(const std::string &reason) {
-    std::cerr << "sourcectl: " << printable(reason) << std::endl;
+int fail(const std::string &reason) {
+    std::cerr << "sourcectl: " << support::printable(reason) << std::endl;
     return exitFailed;
 }
 
-}  // namespace
-
-int main(int argc, char **argv) {
-    // The names of sources are UTF-8 in every locale.
-    setlocale(LC_CTYPE, "C.UTF-8");
+int run(int argc, const char *const *argv) {
     const Invocation invocation = readCommandLine(argc, argv);
     if (invocation.command == nullptr) {
         return invocation.exitCode;
@@ -45,10 +43,20 @@ int main(int argc, char **argv) {
     try {
         invocation.command(invocation.arguments);
     } catch (const Failure &failure) {
-        return failed(failure.what());
+        return fail(failure.what());
     } catch (const Json::Exception &exception) {
-        return failed(std::string("the settings store holds values of wrong types: ") +
-                      exception.what());
+        return fail(std::string("the settings store holds values of wrong types: ") +
+                    exception.what());
     }
     return exitDone;
+}
+
+}  // namespace
+
+}  // namespace sourcectl
+
+int main(int argc, char **argv) {
+    // The names of sources are UTF-8 in every locale.
+    setlocale(LC_CTYPE, "C.UTF-8");
+    return sourcectl::run(argc, argv);
 }

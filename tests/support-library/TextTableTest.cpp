@@ -1,21 +1,23 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "Table.h"
+#include "TextTable.h"
 
 #include <gtest/gtest.h>
 
 #include <clocale>
 
+namespace support {
+
 namespace {
 
-class TableTest : public ::testing::Test {
+class TextTableTest : public ::testing::Test {
  protected:
-    TableTest() { setlocale(LC_CTYPE, "C.UTF-8"); }
+    TextTableTest() { setlocale(LC_CTYPE, "C.UTF-8"); }
 };
 
-TEST_F(TableTest, ColumnsAreAligned) {
-    Table table({{"TYPE", Align::right}, {"NAME"}, {"KEY"}});
+TEST_F(TextTableTest, ColumnsAreAligned) {
+    TextTable table({{"TYPE", Align::right}, {"NAME"}, {"KEY"}});
     table.addRow({"4", "Game console", "hdmi2"});
     table.addRow({"12", "Disk", "usb"});
     EXPECT_EQ(table.text(),
@@ -24,8 +26,8 @@ TEST_F(TableTest, ColumnsAreAligned) {
               "  12 Disk         usb");
 }
 
-TEST_F(TableTest, WidthsAreThoseOnTheScreen) {
-    Table table({{"NAME"}, {"KEY"}});
+TEST_F(TextTableTest, WidthsAreThoseOnTheScreen) {
+    TextTable table({{"NAME"}, {"KEY"}});
     table.addRow({"Bär", "a"});
     table.addRow({"テレビ", "b"});
     table.addRow({"Player", "c"});
@@ -36,14 +38,14 @@ TEST_F(TableTest, WidthsAreThoseOnTheScreen) {
               "Player c");
 }
 
-TEST_F(TableTest, EmptyCellShowsADash) {
-    Table table({{"NAME"}, {"KEY"}});
+TEST_F(TextTableTest, EmptyCellShowsADash) {
+    TextTable table({{"NAME"}, {"KEY"}});
     table.addRow({"", "a"});
     EXPECT_EQ(table.text(), "NAME KEY\n-    a");
 }
 
-TEST_F(TableTest, ControlCharactersCannotSteerATerminal) {
-    Table table({{"NAME"}, {"KEY"}});
+TEST_F(TextTableTest, ControlCharactersAreEscaped) {
+    TextTable table({{"NAME"}, {"KEY"}});
     table.addRow({"a\x1b[2J\nb\xff", "k"});
     EXPECT_EQ(table.text(),
               "NAME           KEY\n"
@@ -51,3 +53,5 @@ TEST_F(TableTest, ControlCharactersCannotSteerATerminal) {
 }
 
 }  // namespace
+
+}  // namespace support

@@ -1,19 +1,19 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// What sourcectl says when a command cannot be done.
+// The error messages of sourcectl.
 #include <gmock/gmock.h>
 
+#include "EmulatorFixture.h"
 #include "FakeService.h"
-#include "FakeTv.h"
-#include "Programs.h"
+#include "SourcectlProgram.h"
 
 namespace {
 
 using ::testing::HasSubstr;
 
 struct Request {
-    Words arguments;
+    Arguments arguments;
     std::string failure;
 };
 
@@ -43,16 +43,16 @@ const std::vector<Request> queries = {
 
 class UnreachableTest : public ::testing::TestWithParam<Request> {};
 
-TEST_P(UnreachableTest, AbsentServiceIsTold) {
+TEST_P(UnreachableTest, FailsWithoutAService) {
     const TestBus bus;
     expectFailure(sourcectl(GetParam().arguments),
                   GetParam().failure + ": the source service is not running on the system bus");
 }
 
-TEST_P(UnreachableTest, AbsentBusIsTold) {
-    const FakeTv tv;
-    expectFailure(run(sourcectlWith(GetParam().arguments),
-                      {{"DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + tv.root() + "/no-bus"}}),
+TEST_P(UnreachableTest, FailsWithoutABus) {
+    const PlatformFixture platform;
+    expectFailure(sourcectl(GetParam().arguments, {{"DBUS_SYSTEM_BUS_ADDRESS",
+                                                    "unix:path=" + platform.root() + "/no-bus"}}),
                   GetParam().failure +
                       ": the system bus cannot be reached: Could not connect: No such file or "
                       "directory");
@@ -63,7 +63,7 @@ INSTANTIATE_TEST_SUITE_P(Query, UnreachableTest, ::testing::ValuesIn(queries));
 
 class RefusalTest : public ::testing::TestWithParam<Request> {};
 
-TEST_P(RefusalTest, IsTold) {
+TEST_P(RefusalTest, IsReported) {
     const TestBus bus;
     FakeService service(bus);
     service.reply(R"({"return_data":false})");
@@ -71,101 +71,99 @@ TEST_P(RefusalTest, IsTold) {
                   GetParam().failure + ": the source service refused it");
 }
 
-TEST_P(RefusalTest, LeavesNoDocumentForPrograms) {
+TEST_P(RefusalTest, IsReportedWithoutAJsonDocument) {
     const TestBus bus;
     FakeService service(bus);
     service.reply(R"({"return_data":false})");
-    Words arguments = GetParam().arguments;
+    Arguments arguments = GetParam().arguments;
     arguments.emplace_back("--json");
     expectFailure(sourcectl(arguments), GetParam().failure + ": the source service refused it");
 }
 
 INSTANTIATE_TEST_SUITE_P(Request, RefusalTest, ::testing::ValuesIn(requests));
 
-class TroubleTest : public ::testing::Test {
+class FailureTest : public ::testing::Test {
  protected:
-    TroubleTest() { tv.setNames("[]"); }
-
-    Outcome onTheTv(const Words &arguments) {
-        return run(sourcectlWith(arguments), tv.environment());
+    ProgramResult run(const Arguments &arguments) {
+        return sourcectl(arguments, platform.environment());
     }
 
-    const FakeTv tv;
+    const PlatformFixture platform;
     TestBus bus;
     FakeService service{bus};
 };
 
-TEST_F(TroubleTest, ListThatTheServiceDoesNotGiveIsTold) {
+TEST_F(FailureTest, ListThatTheServiceRefusesIsReported) {
     service.replyWithError("test.Error.Refused", "not today");
-    expectFailure(onTheTv({"list"}),
+    expectFailure(run({"list"}),
                   "cannot read the source list: the source service refused it, or part of it is "
                   "unreadable");
 }
 
-TEST_F(TroubleTest, EmptyListIsNoTrouble) {
+TEST_F(FailureTest, EmptyListIsNotAFailure) {
     service.replyTo("UtilGetSourceList", R"({"return_data":[]})");
-    const Outcome people = onTheTv({"list"});
-    EXPECT_EQ(people.exitCode, 0);
-    EXPECT_EQ(people.output, "no sources\n");
-    EXPECT_EQ(onTheTv({"list", "--json"}).output, "[]\n");
+    const ProgramResult text = run({"list"});
+    EXPECT_EQ(text.exitCode, 0);
+    EXPECT_EQ(text.output, "no sources\n");
+    EXPECT_EQ(run({"list", "--json"}).output, "[]\n");
 }
 
-TEST_F(TroubleTest, NameAndDeviceTypeOfAnUnknownSourceAreNotKnown) {
-    expectFailure(onTheTv({"name", "99"}),
+TEST_F(FailureTest, UnknownSourceHasNoNameAndNoDeviceType) {
+    expectFailure(run({"name", "99"}),
                   "cannot read the name of source type 99, index 0: none is known");
-    expectFailure(onTheTv({"device-type", "4", "--index", "9"}),
+    expectFailure(run({"device-type", "4", "--index", "9"}),
                   "cannot read the device type of source type 4 (HDMI 2), index 9: none is known");
 }
 
-TEST_F(TroubleTest, ValuesOfWrongTypesInTheSettingsStoreAreTold) {
-    tv.setNames(R"([{"SourceType":"four"}])");
-    for (const Words &arguments : {Words{"list"}, Words{"name", "4"}, Words{"connect", "4"}}) {
-        expectFailure(onTheTv(arguments),
+TEST_F(FailureTest, ValuesOfWrongTypesInTheSettingsStoreAreReported) {
+    platform.setNames(R"([{"SourceType":"four"}])");
+    for (const Arguments &arguments :
+         {Arguments{"list"}, Arguments{"name", "4"}, Arguments{"connect", "4"}}) {
+        expectFailure(run(arguments),
                       "the settings store holds values of wrong types: Value is not convertible "
                       "to Int.");
     }
 }
 
-TEST_F(TroubleTest, UnknownOnScreenTextIsTold) {
-    expectFailure(onTheTv({"osd", "99"}),
-                  "the platform knows no on-screen text for source type 99");
+TEST_F(FailureTest, UnknownOnScreenTextIsReported) {
+    expectFailure(run({"osd", "99"}), "the platform knows no on-screen text for source type 99");
 }
 
-TEST_F(TroubleTest, OnScreenTextNeedsNoBus) {
+TEST_F(FailureTest, OnScreenTextNeedsNoBus) {
     bus.stop();
-    EXPECT_EQ(onTheTv({"osd", "4"}).output, "HDMI 2\n");
+    EXPECT_EQ(run({"osd", "4"}).output, "HDMI 2\n");
 }
 
-TEST_F(TroubleTest, OutputThatCannotBeWrittenIsTold) {
-    expectFailure(run({"/bin/sh", "-c", "\"$0\" osd 4 >/dev/full", SOURCECTL}),
+TEST_F(FailureTest, FullStandardOutputIsReported) {
+    expectFailure(runProgram({"/bin/sh", "-c", "\"$0\" osd 4 >/dev/full", SOURCECTL}),
                   "cannot write to standard output");
 }
 
-TEST_F(TroubleTest, VerboseShowsTheLogOnStandardError) {
-    const Outcome quiet = onTheTv({"osd", "4"});
-    const Outcome verbose = onTheTv({"osd", "4", "--verbose"});
+TEST_F(FailureTest, VerbosePrintsTheLogOnStandardError) {
+    const ProgramResult quiet = run({"osd", "4"});
+    const ProgramResult verbose = run({"osd", "4", "--verbose"});
     EXPECT_EQ(quiet.errors, "");
     EXPECT_THAT(verbose.errors, HasSubstr("GetSourceOSDText"));
     EXPECT_EQ(verbose.output, quiet.output);
 }
 
-TEST_F(TroubleTest, LogNeverGoesToStandardOutput) {
-    const Outcome outcome =
-        run(sourcectlWith({"osd", "4", "--verbose"}), {{"G_MESSAGES_DEBUG", "all"}});
+TEST_F(FailureTest, LogIsNeverPrintedOnStandardOutput) {
+    const ProgramResult outcome =
+        sourcectl({"osd", "4", "--verbose"}, {{"G_MESSAGES_DEBUG", "all"}});
     EXPECT_EQ(outcome.output, "HDMI 2\n");
     EXPECT_THAT(outcome.errors, HasSubstr("GetSourceOSDText"));
 }
 
-TEST_F(TroubleTest, NamesFromDevicesCannotSteerATerminal) {
+TEST_F(FailureTest, ControlCharactersInNamesAreEscaped) {
     service.replyTo("UtilGetSourceList",
                     R"({"return_data":[{"sourceType":8,"editName":"","detectedName":"a%1B%5B2Jb%FF",
                         "iconPath":"","uniqueKey":"disk","connectionState":true,"powerState":1,
                         "mbrActivityIndex":0,"settingMethod":0}]})");
-    const Outcome people = onTheTv({"list"});
-    EXPECT_THAT(people.output, HasSubstr("a\\x1b[2Jb\xef\xbf\xbd"));
-    EXPECT_EQ(people.exitCode, 0);
-    const Outcome programs = onTheTv({"list", "--json"});
-    EXPECT_EQ(parsedJson(programs.output)[0]["detectedName"], "a\x1b[2Jb\xef\xbf\xbd");
+    const ProgramResult text = run({"list"});
+    EXPECT_THAT(text.output, HasSubstr("a\\x1b[2Jb\xef\xbf\xbd"));
+    EXPECT_EQ(text.exitCode, 0);
+    const ProgramResult json = run({"list", "--json"});
+    EXPECT_EQ(parsedJson(json.output)[0]["detectedName"], "a\x1b[2Jb\xef\xbf\xbd");
 }
 
 }  // namespace

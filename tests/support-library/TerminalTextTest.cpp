@@ -1,23 +1,25 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "Text.h"
+#include "TerminalText.h"
 
 #include <gtest/gtest.h>
 
+namespace support {
+
 namespace {
 
-TEST(TextTest, PrintableTextStaysAsItIs) {
+TEST(TerminalTextTest, PrintableTextIsUnchanged) {
     EXPECT_EQ(printable("Wohnzimmer Bär \\ テレビ"), "Wohnzimmer Bär \\ テレビ");
     EXPECT_EQ(printable(""), "");
 }
 
-TEST(TextTest, ControlCharactersStandAsTheirNumbers) {
+TEST(TerminalTextTest, ControlCharactersAreEscaped) {
     EXPECT_EQ(printable("a\x1b[31m\tb\x7f"), "a\\x1b[31m\\x09b\\x7f");
     EXPECT_EQ(printable("\xc2\x9b"), "\\x9b");
 }
 
-TEST(TextTest, BytesThatAreNoUtf8BecomeReplacementCharacters) {
+TEST(TerminalTextTest, InvalidUtf8BecomesReplacementCharacters) {
     EXPECT_EQ(validUtf8("a\xff"
                         "b"),
               "a\xef\xbf\xbd"
@@ -28,8 +30,16 @@ TEST(TextTest, BytesThatAreNoUtf8BecomeReplacementCharacters) {
     EXPECT_EQ(printable("\xc3"), "\xef\xbf\xbd");
 }
 
-TEST(TextTest, QuotedTextIsPrintable) {
+TEST(TerminalTextTest, TextWithAZeroByteOrInvalidUtf8IsNotUtf8) {
+    EXPECT_TRUE(isUtf8("Bär"));
+    EXPECT_FALSE(isUtf8("\xff"));
+    EXPECT_FALSE(isUtf8(std::string("a\0b", 3)));
+}
+
+TEST(TerminalTextTest, QuotedTextIsPrintable) {
     EXPECT_EQ(quoted("a\nb"), "\"a\\x0ab\"");
 }
 
 }  // namespace
+
+}  // namespace support
