@@ -6,6 +6,8 @@
 #include <iomanip>
 #include <iterator>
 
+#include "JsonText.h"
+
 namespace service_check {
 
 namespace {
@@ -95,11 +97,10 @@ bool Report::finish() {
         Json::Value report;
         report["checks"] = m_checks;
         report["summary"] = summary;
-        Json::StreamWriterBuilder format;
-        format["indentation"] = "  ";
-        text = Json::writeString(format, report);
+        m_out << support::jsonDocument(report) << std::flush;
+    } else {
+        m_out << text << std::endl;
     }
-    m_out << text << std::endl;
     return static_cast<bool>(m_out);
 }
 

@@ -3,9 +3,9 @@
 
 #include "CommandLine.h"
 
-#include <glib.h>
-
 #include <CLI/CLI.hpp>
+
+#include "TerminalText.h"
 
 namespace service_check {
 
@@ -14,9 +14,7 @@ namespace {
 constexpr int longestTimeout = 600000;
 
 std::string utf8Error(const std::string &given) {
-    const bool isText =
-        g_utf8_validate(given.data(), static_cast<gssize>(given.size()), nullptr) != FALSE;
-    return isText ? "" : "not valid UTF-8";
+    return support::isUtf8(given) ? "" : "not valid UTF-8";
 }
 
 void describe(CLI::App &app) {

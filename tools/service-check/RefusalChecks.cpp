@@ -128,8 +128,7 @@ Result checkDeep(Session &session) {
 
 Result expectError(const Session &session, const char *method) {
     for (const char *body : {"()", "('UtilGetSourceList',)", "('source_api', uint32 0, '')"}) {
-        const Reply reply =
-            session.bus.call({method, Variant(g_variant_ref_sink(g_variant_new_parsed(body)))});
+        const Reply reply = session.bus.call({method, support::sink(g_variant_new_parsed(body))});
         if (reply.kind != Reply::Kind::Error) {
             return failed(std::string("an error for the body ") + body, describe(reply));
         }

@@ -3,24 +3,12 @@
 
 #include "Reply.h"
 
-#include <memory>
+#include "GLibOwners.h"
+#include "JsonText.h"
 
 namespace service_check {
 
 namespace {
-
-std::optional<Json::Value> parse(const std::string &text) {
-    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
-    Json::Value document;
-    try {
-        if (reader->parse(text.data(), text.data() + text.size(), &document, nullptr)) {
-            return document;
-        }
-    } catch (const Json::Exception &) {
-        // Nested more deeply than the reader's limit.
-    }
-    return std::nullopt;
-}
 
 bool isFailed(const Json::Value &object) {
     const Json::Value &result = object["dbus_result"];
@@ -45,11 +33,11 @@ Body readBody(GVariant *body) {
     const char *text = nullptr;
     g_variant_get_child(body, 3, "&s", &text);
     read.text = text;
-    read.document = parse(read.text);
+    read.document = support::parseJson(read.text);
     if (hasBuffer) {
-        g_autoptr(GVariant) array = g_variant_get_child_value(body, 4);
-        const auto *bytes = static_cast<const unsigned char *>(g_variant_get_data(array));
-        read.buffer.emplace(bytes, bytes + g_variant_get_size(array));
+        const support::Variant array(g_variant_get_child_value(body, 4));
+        const auto *bytes = static_cast<const unsigned char *>(g_variant_get_data(array.get()));
+        read.buffer.emplace(bytes, bytes + g_variant_get_size(array.get()));
     }
     return read;
 }
@@ -93,9 +81,7 @@ bool readsAsText(const Json::Value &object, const char *member) {
 }
 
 std::string describe(const Json::Value &value) {
-    Json::StreamWriterBuilder format;
-    format["indentation"] = "";
-    return truncated(Json::writeString(format, value));
+    return truncated(support::jsonLine(value));
 }
 
 std::string describe(const Body &body) {

@@ -4,6 +4,10 @@
 #include "ServiceBus.h"
 
 #include <algorithm>
+#include <chrono>
+#include <memory>
+
+#include "Timer.h"
 
 namespace service_check {
 
@@ -15,53 +19,21 @@ constexpr auto changeSignal = "source_api";
 constexpr auto daemonName = "org.freedesktop.DBus";
 constexpr auto daemonPath = "/org/freedesktop/DBus";
 
-using Message = std::unique_ptr<GDBusMessage, Unreference>;
-
-// Ends a blocking iteration of the main context when the time is over.
-class Timer {
- public:
-    explicit Timer(int milliseconds)
-        : m_source(g_timeout_source_new(static_cast<guint>(milliseconds))) {
-        g_source_set_callback(
-            m_source,
-            [](gpointer isOver) -> gboolean {
-                *static_cast<bool *>(isOver) = true;
-                return G_SOURCE_REMOVE;
-            },
-            &m_isOver, nullptr);
-        g_source_attach(m_source, nullptr);
-    }
-    ~Timer() {
-        g_source_destroy(m_source);
-        g_source_unref(m_source);
-    }
-    Timer(const Timer &) = delete;
-    Timer &operator=(const Timer &) = delete;
-
-    bool isOver() const { return m_isOver; }
-
- private:
-    GSource *m_source;
-    bool m_isOver = false;
-};
-
 void storeResult(GObject *, GAsyncResult *result, gpointer target) {
     *static_cast<GAsyncResult **>(target) = static_cast<GAsyncResult *>(g_object_ref(result));
 }
 
-std::unique_ptr<GDBusConnection, Unreference> connectWithin(int timeout) {
+support::Connection connectWithin(int timeout) {
     g_autoptr(GCancellable) cancellable = g_cancellable_new();
     g_autoptr(GAsyncResult) result = nullptr;
-    const Timer timer(timeout);
+    support::Timer limit;
+    limit.start(std::chrono::milliseconds(timeout), [&] { g_cancellable_cancel(cancellable); });
     g_bus_get(G_BUS_TYPE_SYSTEM, cancellable, storeResult, &result);
     while (result == nullptr) {
         g_main_context_iteration(nullptr, TRUE);
-        if (timer.isOver()) {
-            g_cancellable_cancel(cancellable);
-        }
     }
     g_autoptr(GError) error = nullptr;
-    std::unique_ptr<GDBusConnection, Unreference> connection(g_bus_get_finish(result, &error));
+    support::Connection connection(g_bus_get_finish(result, &error));
     if (!connection) {
         throw Unreachable(std::string("the system bus cannot be reached: ") + error->message);
     }
@@ -74,7 +46,7 @@ class PendingCall {
  public:
     PendingCall(GDBusConnection *connection, const MethodCall &call, int timeout)
         : m_connection(connection) {
-        const Message message(g_dbus_message_new_method_call(
+        const support::Message message(g_dbus_message_new_method_call(
             ServiceBus::serviceName, objectPath, ServiceBus::serviceName, call.method.c_str()));
         g_dbus_message_set_body(message.get(), call.body.get());
         g_dbus_connection_send_message_with_reply(connection, message.get(),
@@ -91,7 +63,7 @@ class PendingCall {
             g_main_context_iteration(nullptr, TRUE);
         }
         g_autoptr(GError) error = nullptr;
-        const Message reply(
+        const support::Message reply(
             g_dbus_connection_send_message_with_reply_finish(m_connection, m_result, &error));
         return reply ? replyIn(reply.get()) : Reply{Reply::Kind::None, {}, error->message};
     }
@@ -115,8 +87,7 @@ class PendingCall {
 }  // namespace
 
 MethodCall plainCall(const std::string &text) {
-    return {"SendMessage",
-            Variant(g_variant_ref_sink(g_variant_new("(suss)", ownName, 0U, "", text.c_str())))};
+    return {"SendMessage", support::sink(g_variant_new("(suss)", ownName, 0U, "", text.c_str()))};
 }
 
 MethodCall callWithBuffer(const std::string &text, const std::vector<unsigned char> &buffer) {
@@ -125,8 +96,8 @@ MethodCall callWithBuffer(const std::string &text, const std::vector<unsigned ch
     for (const unsigned char byte : buffer) {
         g_variant_builder_add(&bytes, "(y)", byte);
     }
-    return {"SendMessageWithBuffer", Variant(g_variant_ref_sink(g_variant_new(
-                                         "(sussa(y))", ownName, 0U, "", text.c_str(), &bytes)))};
+    return {"SendMessageWithBuffer",
+            support::sink(g_variant_new("(sussa(y))", ownName, 0U, "", text.c_str(), &bytes))};
 }
 
 ServiceBus::ServiceBus(int timeout) : m_timeout(timeout), m_connection(connectWithin(timeout)) {
@@ -168,9 +139,11 @@ void ServiceBus::dispatchPending() {
 }
 
 bool ServiceBus::iterateUntil(const std::function<bool()> &done) const {
-    const Timer timer(m_timeout);
+    bool isOver = false;
+    support::Timer limit;
+    limit.start(std::chrono::milliseconds(m_timeout), [&] { isOver = true; });
     while (!done()) {
-        if (timer.isOver()) {
+        if (isOver) {
             return false;
         }
         g_main_context_iteration(nullptr, TRUE);
@@ -178,12 +151,12 @@ bool ServiceBus::iterateUntil(const std::function<bool()> &done) const {
     return true;
 }
 
-Variant ServiceBus::callDaemon(const char *method, const char *argument) {
+support::Variant ServiceBus::callDaemon(const char *method, const char *argument) {
     g_autoptr(GError) error = nullptr;
     GVariant *arguments = argument != nullptr ? g_variant_new("(s)", argument) : nullptr;
-    Variant reply(g_dbus_connection_call_sync(m_connection.get(), daemonName, daemonPath,
-                                              daemonName, method, arguments, nullptr,
-                                              G_DBUS_CALL_FLAGS_NONE, m_timeout, nullptr, &error));
+    support::Variant reply(g_dbus_connection_call_sync(
+        m_connection.get(), daemonName, daemonPath, daemonName, method, arguments, nullptr,
+        G_DBUS_CALL_FLAGS_NONE, m_timeout, nullptr, &error));
     if (!reply) {
         throw Unreachable(g_dbus_connection_is_closed(m_connection.get()) != FALSE
                               ? "the connection to the system bus was lost"

@@ -6,23 +6,15 @@
 #ifndef SERVICE_CHECK_SERVICE_BUS_H
 #define SERVICE_CHECK_SERVICE_BUS_H
 
-#include <gio/gio.h>
-
 #include <functional>
-#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "GLibOwners.h"
 #include "Reply.h"
 
 namespace service_check {
-
-struct Unreference {
-    void operator()(gpointer object) const { g_object_unref(object); }
-    void operator()(GVariant *value) const { g_variant_unref(value); }
-};
-using Variant = std::unique_ptr<GVariant, Unreference>;
 
 // There is no bus or no service on it, or the connection was lost.
 class Unreachable : public std::runtime_error {
@@ -33,7 +25,7 @@ class Unreachable : public std::runtime_error {
 // A method call to the service's object and interface.
 struct MethodCall {
     std::string method;
-    Variant body;
+    support::Variant body;
 };
 
 // Requests with the signature (suss) and (sussa(y)).
@@ -65,7 +57,7 @@ class ServiceBus {
     bool iterateUntil(const std::function<bool()> &done) const;
 
  private:
-    Variant callDaemon(const char *method, const char *argument);
+    support::Variant callDaemon(const char *method, const char *argument);
     guint subscribe(const char *sender, const char *member, const char *firstArgument,
                     GDBusSignalCallback callback);
     static void onChange(GDBusConnection *connection, const char *sender, const char *path,
@@ -75,7 +67,7 @@ class ServiceBus {
                                gpointer self);
 
     int m_timeout;
-    std::unique_ptr<GDBusConnection, Unreference> m_connection;
+    support::Connection m_connection;
     std::vector<guint> m_subscriptions;
     std::vector<Body> m_signals;
     std::vector<std::string> m_owners;

@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <limits>
 
+#include "TerminalText.h"
+
 namespace service_check {
 
 namespace {
@@ -84,9 +86,7 @@ std::optional<std::string> percentDecoded(const std::string &text) {
                                      g_ascii_xdigit_value(text[at + 2]));
         at += 2;
     }
-    const bool isText =
-        g_utf8_validate(decoded.data(), static_cast<gssize>(decoded.size()), nullptr) != FALSE;
-    return isText ? std::optional(decoded) : std::nullopt;
+    return support::isUtf8(decoded) ? std::optional(decoded) : std::nullopt;
 }
 
 Json::Value elementOf(const Json::Value &list, const Source &source) {
