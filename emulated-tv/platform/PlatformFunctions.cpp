@@ -13,6 +13,8 @@
 #include "Platform.h"
 #pragma GCC visibility pop
 
+using namespace emulated_tv;
+
 char *vconf_get_str(const char *key) {
     const auto root = tvRootFromEnvironment();
     if (key == nullptr || !root) {

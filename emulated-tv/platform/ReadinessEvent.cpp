@@ -16,6 +16,8 @@
 #include "SettingsStore.h"
 #include "TvRoot.h"
 
+namespace emulated_tv {
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -108,3 +110,5 @@ bool ReadinessEvent::wait(milliseconds timeout) const {
 bool ReadinessEvent::hasHappened() const {
     return access(m_file.c_str(), F_OK) == 0;
 }
+
+}  // namespace emulated_tv

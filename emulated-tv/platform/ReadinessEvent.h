@@ -8,6 +8,8 @@
 #include <filesystem>
 #include <string>
 
+namespace emulated_tv {
+
 // A system event of the emulated TV: a file that is there once the event has happened. Any
 // process may wait for it, from before the one that sets it starts.
 class ReadinessEvent {
@@ -28,5 +30,7 @@ class ReadinessEvent {
     std::filesystem::path m_folder;
     std::filesystem::path m_file;
 };
+
+}  // namespace emulated_tv
 
 #endif

@@ -9,6 +9,8 @@
 
 #include "TvRoot.h"
 
+namespace emulated_tv {
+
 SettingsStore::SettingsStore(const std::filesystem::path &root) : m_folder(root / "settings") {}
 
 std::optional<std::string> SettingsStore::get(const std::string &key) const {
@@ -46,3 +48,5 @@ std::optional<std::string> readFile(const std::filesystem::path &file) {
     }
     return std::string(content, size);
 }
+
+}  // namespace emulated_tv

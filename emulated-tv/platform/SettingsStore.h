@@ -8,6 +8,8 @@
 #include <optional>
 #include <string>
 
+namespace emulated_tv {
+
 // The emulated TV's settings: one file a key. Several processes may use one store at a time; a
 // reader finds either the old value or the new one, whole.
 class SettingsStore {
@@ -34,5 +36,7 @@ void replaceFile(const std::filesystem::path &file, const std::string &content);
 
 // The content of a file, empty when it cannot be read.
 std::optional<std::string> readFile(const std::filesystem::path &file);
+
+}  // namespace emulated_tv
 
 #endif

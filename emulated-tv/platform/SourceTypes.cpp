@@ -3,6 +3,8 @@
 
 #include "SourceTypes.h"
 
+namespace emulated_tv {
+
 const char *onScreenName(int sourceType) {
     switch (static_cast<SourceType>(sourceType)) {
         case SourceType::Tuner:
@@ -20,3 +22,5 @@ const char *onScreenName(int sourceType) {
     }
     return nullptr;
 }
+
+}  // namespace emulated_tv

@@ -4,6 +4,8 @@
 #ifndef EMULATED_TV_SOURCE_TYPES_H
 #define EMULATED_TV_SOURCE_TYPES_H
 
+namespace emulated_tv {
+
 // The emulated TV's own numbering of source types.
 enum class SourceType : int {
     Tuner = 1,
@@ -16,5 +18,7 @@ enum class SourceType : int {
 
 // What the TV shows on screen for a type, null for one that it does not know.
 const char *onScreenName(int sourceType);
+
+}  // namespace emulated_tv
 
 #endif

@@ -5,6 +5,8 @@
 
 #include <glib.h>
 
+namespace emulated_tv {
+
 std::optional<std::filesystem::path> tvRootFromEnvironment() {
     const char *root = g_getenv(tvRootVariable);
     if (root == nullptr || *root == '\0') {
@@ -31,3 +33,5 @@ std::string safeFileName(const std::string &text) {
     }
     return name;
 }
+
+}  // namespace emulated_tv

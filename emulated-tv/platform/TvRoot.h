@@ -9,6 +9,8 @@
 #include <optional>
 #include <string>
 
+namespace emulated_tv {
+
 // Names the root folder to every process that uses the emulated TV.
 constexpr const char *tvRootVariable = "SOURCE_TV_ROOT";
 
@@ -18,5 +20,7 @@ std::optional<std::filesystem::path> tvRootFromEnvironment();
 // A text as the name of a file: never empty, never with a "." or a "/" in it, and different for
 // different texts.
 std::string safeFileName(const std::string &text);
+
+}  // namespace emulated_tv
 
 #endif

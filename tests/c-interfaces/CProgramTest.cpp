@@ -39,10 +39,10 @@ class TemporaryFolder {
 class CProgramTest : public testing::Test {
  protected:
     CProgramTest() {
-        SettingsStore(root.path())
+        emulated_tv::SettingsStore(root.path())
             .set("db/source-list/source-name",
                  R"([{"SourceType":7,"EditName":"Game","DeviceType":-1,"MbrActivityIndex":0}])");
-        ReadinessEvent(root.path(), "/tmp/source_service_ready").set();
+        emulated_tv::ReadinessEvent(root.path(), "/tmp/source_service_ready").set();
         g_setenv("SOURCE_TV_ROOT", root.path().c_str(), TRUE);
         service.replyTo("UtilGetSourceList",
                         R"({"return_data":[{"sourceType":8,"uniqueKey":"stick"},)"

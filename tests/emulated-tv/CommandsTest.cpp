@@ -8,6 +8,8 @@
 #include "JsonText.h"
 #include "TemporaryFolder.h"
 
+namespace emulated_tv {
+
 using testing::HasSubstr;
 using testing::Optional;
 
@@ -245,3 +247,5 @@ INSTANTIATE_TEST_SUITE_P(EveryCommand, RefusalTest, testing::ValuesIn(refusals),
                          [](const auto &tested) {
                              return tested.param.method + std::to_string(tested.index);
                          });
+
+}  // namespace emulated_tv

@@ -14,6 +14,8 @@
 #include "SettingsStore.h"
 #include "TemporaryFolder.h"
 
+namespace emulated_tv {
+
 // Runs tv-emulator from outside, where it finds no TV but those of the test itself.
 class EmulatorTest : public testing::Test {
  protected:
@@ -55,5 +57,7 @@ class EmulatorTest : public testing::Test {
     TemporaryFolder m_home;
     TemporaryFolder m_scratch;
 };
+
+}  // namespace emulated_tv
 
 #endif

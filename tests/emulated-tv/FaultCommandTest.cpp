@@ -3,9 +3,11 @@
 
 #include <gmock/gmock.h>
 
-#include "Bus.h"
+#include "BusConnection.h"
 #include "EmulatorRoot.h"
 #include "SecondShell.h"
+
+namespace emulated_tv {
 
 using testing::HasSubstr;
 
@@ -13,7 +15,7 @@ class FaultCommandTest : public SecondShell {
  protected:
     void SetUp() override {
         SecondShell::SetUp();
-        m_connection = connectTo(findBusAddress(root()));
+        m_connection = support::connectTo(findBusAddress(root()));
     }
 
     void expectDone(const std::vector<std::string> &arguments) const {
@@ -27,7 +29,7 @@ class FaultCommandTest : public SecondShell {
         g_autoptr(GError) error = nullptr;
         const std::string request =
             R"({"method":")" + name + R"(","data":{"SourceType":3,"SourceUniqueKey":"hdmi1"}})";
-        const Variant reply(g_dbus_connection_call_sync(
+        const support::Variant reply(g_dbus_connection_call_sync(
             m_connection.get(), "source_service.message", "/source_service/message",
             "source_service.message", "SendMessage",
             g_variant_new("(suss)", "test", 0U, "", request.c_str()), nullptr,
@@ -39,7 +41,7 @@ class FaultCommandTest : public SecondShell {
         return text;
     }
 
-    Connection m_connection;
+    support::Connection m_connection;
 };
 
 TEST_F(FaultCommandTest, NextAnswersToACommandFailAsAsked) {
@@ -81,3 +83,5 @@ TEST_F(FaultCommandTest, WrongUseIsRefusedBeforeTheTvIsAsked) {
         EXPECT_NE(result.errors, "");
     }
 }
+
+}  // namespace emulated_tv

@@ -8,6 +8,8 @@
 
 #include "TvOnBusTest.h"
 
+namespace emulated_tv {
+
 using std::chrono::milliseconds;
 using testing::HasSubstr;
 using testing::StartsWith;
@@ -283,3 +285,5 @@ TEST_F(FaultTest, OrderThatMakesNoSenseIsRefusedWithTheReason) {
     }
     EXPECT_EQ(answerTo(connectHdmi1), rightAnswer);
 }
+
+}  // namespace emulated_tv

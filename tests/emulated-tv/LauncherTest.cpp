@@ -16,6 +16,8 @@
 
 #include "EmulatorTest.h"
 
+namespace emulated_tv {
+
 using testing::HasSubstr;
 
 class LauncherTest : public EmulatorTest {
@@ -326,3 +328,5 @@ TEST_F(LauncherTerminalTest, ShellWithJobControlCanStopAndContinueTheWhole) {
     EXPECT_EQ(exitCodeOf(shell), 7);
     EXPECT_TRUE(noRootIsLeft());
 }
+
+}  // namespace emulated_tv

@@ -9,6 +9,8 @@
 #include "Platform.h"
 #include "SourceTypes.h"
 
+namespace emulated_tv {
+
 TEST(OnScreenNameTest, EveryTypeThatTheTvKnowsHasItsName) {
     const std::map<int, std::string> names = {{1, "TV"},     {2, "AV"},     {3, "HDMI 1"},
                                               {4, "HDMI 2"}, {5, "HDMI 3"}, {8, "USB"}};
@@ -24,3 +26,5 @@ TEST(OnScreenNameTest, UnknownTypesAreDashes) {
         EXPECT_EQ(onScreenName(type), nullptr);
     }
 }
+
+}  // namespace emulated_tv

@@ -8,6 +8,8 @@
 #include "SourceState.h"
 #include "TemporaryFolder.h"
 
+namespace emulated_tv {
+
 using testing::HasSubstr;
 
 constexpr auto namesKey = "db/source-list/source-name";
@@ -95,3 +97,5 @@ TEST_F(PersistenceTest, NamesLostFromTheStoreComeBackAtTheNextStart) {
     const SourceState state(m_root.path());
     EXPECT_EQ(storedNames(), state.model().names());
 }
+
+}  // namespace emulated_tv

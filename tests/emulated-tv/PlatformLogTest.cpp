@@ -13,6 +13,8 @@
 #include "Platform.h"
 #include "Program.h"
 
+namespace emulated_tv {
+
 namespace {
 
 using Record = std::map<std::string, std::string>;
@@ -167,3 +169,5 @@ TEST(TerminalSilenceTest, LogIsShownWhenItIsAskedFor) {
         EXPECT_THAT(program.output() + program.errors(), testing::HasSubstr("one line"));
     }
 }
+
+}  // namespace emulated_tv

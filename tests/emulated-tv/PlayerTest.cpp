@@ -7,6 +7,8 @@
 
 #include "TvOnBusTest.h"
 
+namespace emulated_tv {
+
 using std::chrono::milliseconds;
 using testing::ElementsAre;
 using Clock = std::chrono::steady_clock;
@@ -111,3 +113,5 @@ TEST_F(PlayerTest, EventThatIsNotDueWhenThePlayerGoesNeverHappens) {
     EXPECT_GE(Clock::now() - start, milliseconds(60));
     EXPECT_THAT(results(), ElementsAre(2));
 }
+
+}  // namespace emulated_tv

@@ -18,6 +18,8 @@
 
 #include "SettingsStore.h"
 
+namespace emulated_tv {
+
 namespace {
 
 std::vector<std::string> environmentWith(const Environment &changes) {
@@ -172,3 +174,5 @@ std::string Program::output() const {
 std::string Program::errors() const {
     return readFile(m_folder.path() / "errors").value_or("");
 }
+
+}  // namespace emulated_tv

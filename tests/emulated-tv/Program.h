@@ -15,6 +15,8 @@
 #include "FileDescriptor.h"
 #include "TemporaryFolder.h"
 
+namespace emulated_tv {
+
 // How long anything may take that a test waits for.
 constexpr std::chrono::seconds patience(60);
 
@@ -66,5 +68,7 @@ class Program {
     pid_t m_pid = -1;
     std::optional<int> m_status;
 };
+
+}  // namespace emulated_tv
 
 #endif

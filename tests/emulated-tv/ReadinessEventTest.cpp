@@ -15,6 +15,8 @@
 #include "TemporaryFolder.h"
 #include "TvRoot.h"
 
+namespace emulated_tv {
+
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
@@ -144,3 +146,5 @@ TEST_F(FerrelWaitEventTest, WithoutARootItFailsAtOnce) {
 TEST_F(FerrelWaitEventTest, NullNameFails) {
     EXPECT_EQ(FerrelWaitEvent(nullptr, 0), -1);
 }
+
+}  // namespace emulated_tv

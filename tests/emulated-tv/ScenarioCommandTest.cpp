@@ -8,6 +8,8 @@
 #include "EmulatorTest.h"
 #include "JsonText.h"
 
+namespace emulated_tv {
+
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -110,3 +112,5 @@ TEST_F(ScenarioCommandTest, ExamplesHaveNoMistakes) {
     }
     EXPECT_GE(examples, 3);
 }
+
+}  // namespace emulated_tv

@@ -12,6 +12,8 @@
 #include "ScenarioSchema.h"
 #include "SettingsStore.h"
 
+namespace emulated_tv {
+
 using testing::ElementsAre;
 
 namespace {
@@ -171,3 +173,5 @@ TEST(ScenarioTest, SchemaKnowsEveryFaultAndEveryCommand) {
     }
     FAIL() << "the schema has no faults";
 }
+
+}  // namespace emulated_tv

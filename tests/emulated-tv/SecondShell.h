@@ -12,6 +12,8 @@
 
 #include "EmulatorTest.h"
 
+namespace emulated_tv {
+
 // A TV without a command, and the commands that reach it from another shell.
 class SecondShell : public EmulatorTest {
  protected:
@@ -43,5 +45,7 @@ class SecondShell : public EmulatorTest {
 
     std::optional<Program> m_tv;
 };
+
+}  // namespace emulated_tv
 
 #endif

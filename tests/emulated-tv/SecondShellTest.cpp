@@ -10,6 +10,8 @@
 #include "JsonText.h"
 #include "SecondShell.h"
 
+namespace emulated_tv {
+
 using testing::AllOf;
 using testing::ContainsRegex;
 using testing::HasSubstr;
@@ -177,3 +179,5 @@ TEST_F(SecondShellTest, ServiceCanBeRunOnABusThatIsThere) {
     EXPECT_EQ(command({"serve", "--root", root()}, changes).code, 1) << "the root is in use";
     EXPECT_EQ(command({"serve"}, changes).code, 1) << "no root is given";
 }
+
+}  // namespace emulated_tv

@@ -5,6 +5,8 @@
 
 #include "TvOnBusTest.h"
 
+namespace emulated_tv {
+
 class ServiceOnBusTest : public TvOnBusTest {};
 
 TEST_F(ServiceOnBusTest, PlainRequestIsAnsweredWithAPlainBody) {
@@ -127,3 +129,5 @@ TEST_F(ServiceOnBusTest, RefusalReachesTheOneWhoAsked) {
     EXPECT_FALSE(control("SetPower", "('hdmi3', true)"));
     EXPECT_THAT(m_error, testing::HasSubstr("nothing is plugged into \"hdmi3\""));
 }
+
+}  // namespace emulated_tv

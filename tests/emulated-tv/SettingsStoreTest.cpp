@@ -16,6 +16,8 @@
 #include "TemporaryFolder.h"
 #include "TvRoot.h"
 
+namespace emulated_tv {
+
 namespace fs = std::filesystem;
 using testing::Optional;
 
@@ -128,3 +130,5 @@ TEST_F(VconfTest, WithoutARootEveryKeyReadsAsNull) {
     setenv(tvRootVariable, "", 1);
     EXPECT_EQ(vconf_get_str("db/some/key"), nullptr);
 }
+
+}  // namespace emulated_tv

@@ -9,6 +9,8 @@
 #include "JsonText.h"
 #include "Refusal.h"
 
+namespace emulated_tv {
+
 using testing::HasSubstr;
 
 class SourceModelTest : public testing::Test {
@@ -213,3 +215,5 @@ TEST_F(SourceModelTest, RenamingByKeyIsTheUsersNaming) {
     EXPECT_EQ(m_model.source("av").editName, "Magnétoscope");
     EXPECT_EQ(m_model.source("av").editState, 1);
 }
+
+}  // namespace emulated_tv

@@ -10,6 +10,8 @@
 #include <filesystem>
 #include <string>
 
+namespace emulated_tv {
+
 // A folder that no other test uses, for as long as this lives.
 class TemporaryFolder {
  public:
@@ -33,5 +35,7 @@ class TemporaryFolder {
  private:
     std::filesystem::path m_path;
 };
+
+}  // namespace emulated_tv
 
 #endif

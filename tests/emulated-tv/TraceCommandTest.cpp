@@ -6,10 +6,12 @@
 #include <csignal>
 #include <sstream>
 
-#include "Bus.h"
+#include "BusConnection.h"
 #include "EmulatorRoot.h"
 #include "JsonText.h"
 #include "SecondShell.h"
+
+namespace emulated_tv {
 
 using testing::HasSubstr;
 
@@ -62,3 +64,5 @@ TEST_F(TraceCommandTest, WithoutATvThereIsAClearLine) {
     EXPECT_EQ(result.code, 1);
     EXPECT_THAT(result.errors, HasSubstr("no emulated TV is running"));
 }
+
+}  // namespace emulated_tv

@@ -8,6 +8,8 @@
 #include "Trace.h"
 #include "TvOnBusTest.h"
 
+namespace emulated_tv {
+
 using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::Not;
@@ -147,3 +149,5 @@ TEST_F(TraceTest, MonitorEndsWithTheBusAfterTheLastMessage) {
     }
     EXPECT_EQ(messages, 2);
 }
+
+}  // namespace emulated_tv

@@ -12,11 +12,17 @@
 #include <string>
 #include <vector>
 
-#include "Bus.h"
+#include "BusConnection.h"
 #include "Control.h"
 #include "EmulatedTv.h"
 #include "JsonText.h"
 #include "TemporaryFolder.h"
+
+namespace emulated_tv {
+
+using support::Connection;
+using support::connectTo;
+using support::Variant;
 
 constexpr auto busName = "source_service.message";
 constexpr auto objectPath = "/source_service/message";
@@ -97,7 +103,7 @@ class TvOnBusTest : public testing::Test {
 
      private:
         GDBusConnection *m_client;
-        std::unique_ptr<GAsyncResult, Unreference> m_result;
+        support::Owner<GAsyncResult> m_result;
     };
 
     // The reply's body, or null and m_error.
@@ -136,7 +142,7 @@ class TvOnBusTest : public testing::Test {
     };
 
     TemporaryFolder m_root;
-    std::unique_ptr<GTestDBus, Unreference> m_bus;
+    support::Owner<GTestDBus> m_bus;
     Connection m_controlConnection;
     Connection m_client;
     std::optional<EmulatedTv> m_tv;
@@ -144,5 +150,7 @@ class TvOnBusTest : public testing::Test {
     std::vector<Signal> m_signals;
     std::string m_error;
 };
+
+}  // namespace emulated_tv
 
 #endif

@@ -17,7 +17,7 @@
 EmulatorFixture::EmulatorFixture()
     : m_emulator({TV_EMULATOR, "run", "--", "sh", "-c",
                   "echo \"$DBUS_SYSTEM_BUS_ADDRESS\"; echo \"$SOURCE_TV_ROOT\"; cat"}) {
-    for (const char *variable : {"DBUS_SYSTEM_BUS_ADDRESS", tvRootVariable}) {
+    for (const char *variable : {"DBUS_SYSTEM_BUS_ADDRESS", emulated_tv::tvRootVariable}) {
         m_environment.emplace_back(variable, m_emulator.readLine());
     }
 }
@@ -39,7 +39,7 @@ PlatformFixture::PlatformFixture() {
     EXPECT_NE(root, nullptr);
     m_root = root;
     setNames("[]");
-    ReadinessEvent(m_root, "/tmp/source_service_ready").set();
+    emulated_tv::ReadinessEvent(m_root, "/tmp/source_service_ready").set();
 }
 
 PlatformFixture::~PlatformFixture() {
@@ -48,9 +48,9 @@ PlatformFixture::~PlatformFixture() {
 }
 
 ChildProgram::Environment PlatformFixture::environment() const {
-    return {{tvRootVariable, m_root}};
+    return {{emulated_tv::tvRootVariable, m_root}};
 }
 
 void PlatformFixture::setNames(const std::string &json) const {
-    SettingsStore(m_root).set("db/source-list/source-name", json);
+    emulated_tv::SettingsStore(m_root).set("db/source-list/source-name", json);
 }

@@ -1,0 +1,58 @@
+// SPDX-FileCopyrightText: The source-api authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "CommandLine.h"
+
+#include <algorithm>
+
+#include "CommandGroups.h"
+
+namespace emulated_tv {
+
+namespace {
+
+// The parser gives some texts a meaning of its own, so a command is taken out before it looks.
+std::vector<std::string> takeCommand(std::vector<std::string> &arguments) {
+    const auto mark = std::find(arguments.begin(), arguments.end(), "--");
+    if (arguments.empty() || arguments.front() != "run" || mark == arguments.end()) {
+        return {};
+    }
+    std::vector<std::string> command(mark + 1, arguments.end());
+    arguments.erase(mark, arguments.end());
+    return command;
+}
+
+void describe(CLI::App &app, Request &request) {
+    app.description("An emulated TV: its source service, and the devices plugged into it");
+    app.name("tv-emulator");
+    app.require_subcommand(1);
+    addStartCommands(app, request);
+    addDeviceCommands(app, request);
+    addFaultCommand(app, request);
+    addTraceCommand(app, request);
+}
+
+}  // namespace
+
+int runCommandLine(std::vector<std::string> arguments) {
+    CLI::App app;
+    Request request;
+    describe(app, request);
+    request.command = takeCommand(arguments);
+    std::reverse(arguments.begin(), arguments.end());
+    try {
+        app.parse(arguments);
+    } catch (const CLI::ParseError &error) {
+        return app.exit(error) == 0 ? EXIT_SUCCESS : wrongUsage;
+    }
+    return request.action();
+}
+
+void showCommandLine(const std::function<void(const CLI::App &)> &reader) {
+    CLI::App app;
+    Request request;
+    describe(app, request);
+    reader(app);
+}
+
+}  // namespace emulated_tv

@@ -1,0 +1,25 @@
+// SPDX-FileCopyrightText: The source-api authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef TV_EMULATOR_COMMAND_LINE_H
+#define TV_EMULATOR_COMMAND_LINE_H
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+namespace emulated_tv {
+
+// Does what the arguments say, and returns the exit code.
+int runCommandLine(std::vector<std::string> arguments);
+
+// Shows `reader` what the command line can be.
+void showCommandLine(const std::function<void(const CLI::App &)> &reader);
+
+}  // namespace emulated_tv
+
+#endif

@@ -1,0 +1,12 @@
+// SPDX-FileCopyrightText: The source-api authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "CommandDocs.h"
+#include "CommandLine.h"
+
+int main(int argc, char **argv) {
+    int result = EXIT_FAILURE;
+    emulated_tv::showCommandLine(
+        [&](const CLI::App &app) { result = documentCommandLine(app, argc, argv); });
+    return result;
+}
