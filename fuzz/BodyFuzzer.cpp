@@ -1,36 +1,34 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The first line of an input is the type of a body, the rest its bytes, in normal form or not. The
-// body is decoded as it is, in its normal form, and with its bytes swapped.
+// Input: the signature of a body on the first line, then its serialised data, valid or not. The
+// body is decoded as it is, in normal form, and byte-swapped.
 #include <gio/gio.h>
 
-#include <memory>
 #include <optional>
 #include <vector>
 
 #include "Fuzzing.h"
+#include "GLibOwners.h"
 #include "SourceTCServer.h"
 
 namespace {
 
-struct Unref {
-    void operator()(GVariant *variant) const { g_variant_unref(variant); }
-};
-using VariantPtr = std::unique_ptr<GVariant, Unref>;
+using fuzz::require;
+
 using Bytes = std::vector<unsigned char>;
 
-VariantPtr child(GVariant *parent, gsize index) {
-    return VariantPtr(g_variant_get_child_value(parent, index));
+support::Variant child(GVariant *parent, gsize index) {
+    return support::Variant(g_variant_get_child_value(parent, index));
 }
 
 std::string childText(GVariant *parent, gsize index) {
     return g_variant_get_string(child(parent, index).get(), nullptr);
 }
 
-// The fifth field, byte by byte. None, and a single zero, mean that there is no buffer.
+// The fifth field. No byte, and a single zero byte, mean that there is no buffer.
 std::optional<Bytes> bufferOf(GVariant *body) {
-    const VariantPtr array = child(body, 4);
+    const support::Variant array = child(body, 4);
     Bytes bytes;
     for (gsize index = 0; index < g_variant_n_children(array.get()); ++index) {
         bytes.push_back(g_variant_get_byte(child(child(array.get(), index).get(), 0).get()));
@@ -38,7 +36,7 @@ std::optional<Bytes> bufferOf(GVariant *body) {
     return bytes.empty() || bytes == Bytes{0} ? std::nullopt : std::optional<Bytes>(bytes);
 }
 
-// What a decoding writes, beginning with values that it never writes.
+// The output parameters, initialised with values that decoding never writes.
 struct Outputs {
     Outputs() = default;
     ~Outputs() {
@@ -91,7 +89,7 @@ void checkBody(GVariant *body) {
     Outputs outputs;
     require(SourceTCServer::m_AnalyseMsg(body, &outputs.name, &outputs.number, &outputs.auxText,
                                          &outputs.text, &outputs.buffer, &outputs.size) == 1,
-            "every body is taken");
+            "every body is accepted");
     const std::string type = g_variant_get_type_string(body);
     if (type == "(suss)") {
         checkFields(body, outputs);
@@ -111,17 +109,17 @@ void checkBody(GVariant *body) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-    const auto [typeLine, bytes] = splitLine(inputText(data, size));
-    const std::string type = cText(typeLine);
+    const auto [typeLine, bytes] = fuzz::splitLine(fuzz::inputText(data, size));
+    const std::string type = fuzz::cText(typeLine);
     if (g_variant_type_string_is_valid(type.c_str()) == FALSE ||
         g_variant_type_is_definite(G_VARIANT_TYPE(type.c_str())) == FALSE) {
         return 0;
     }
     void *const copy = g_memdup2(bytes.data(), bytes.size());
-    const VariantPtr body(g_variant_ref_sink(g_variant_new_from_data(
-        G_VARIANT_TYPE(type.c_str()), copy, bytes.size(), FALSE, g_free, copy)));
+    const support::Variant body = support::sink(g_variant_new_from_data(
+        G_VARIANT_TYPE(type.c_str()), copy, bytes.size(), FALSE, g_free, copy));
     checkBody(body.get());
-    checkBody(VariantPtr(g_variant_get_normal_form(body.get())).get());
-    checkBody(VariantPtr(g_variant_byteswap(body.get())).get());
+    checkBody(support::Variant(g_variant_get_normal_form(body.get())).get());
+    checkBody(support::Variant(g_variant_byteswap(body.get())).get());
     return 0;
 }

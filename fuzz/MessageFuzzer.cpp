@@ -1,25 +1,28 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// An input is the text of a message. It is parsed, generated, copied and given a buffer.
+// Input: the text of a message, which is parsed, generated, copied and given a buffer.
 #include <algorithm>
 #include <memory>
 
 #include "Fuzzing.h"
-#include "Literal.h"
+#include "JsonText.h"
+#include "ReferenceModel.h"
 #include "SourceTCMessage.h"
 
 namespace {
 
+using fuzz::require;
+
 constexpr const char *warning = "<<WARN: JSON TYPE MESSAGE, GENERATE STRING FIRST>>";
 
-// What the text stands for.
-struct Meaning {
-    explicit Meaning(const std::string &text)
-        : parsed(literal::parsed(text)),
+// The expected JSON value and text.
+struct Expected {
+    explicit Expected(const std::string &text)
+        : parsed(support::parseJson(text)),
           root(parsed.value_or(Json::Value())),
           isJsonType(!root.empty()),
-          generated(isJsonType ? literal::written(root) : text) {}
+          generated(isJsonType ? reference::written(root) : text) {}
 
     std::optional<Json::Value> parsed;
     Json::Value root;
@@ -27,41 +30,41 @@ struct Meaning {
     std::string generated;
 };
 
-void checkParsed(SourceTCData &message, const std::string &text, const Meaning &meaning) {
-    require(message.m_JsonRoot == meaning.root, "the JSON value is that of the text");
-    require(message.m_Message == text, "parsing leaves the text alone");
-    require(message.m_Error.empty() == meaning.parsed.has_value(),
-            "there is an error report exactly when the text is not JSON");
-    require(message.GetError() == (meaning.parsed ? "no error" : message.m_Error),
-            "the error report is the reader's, or says that there is none");
-    require(message.Parse() == meaning.parsed.has_value() && message.m_JsonRoot == meaning.root,
+void checkParsed(SourceTCData &message, const std::string &text, const Expected &expected) {
+    require(message.m_JsonRoot == expected.root, "the JSON value is that of the text");
+    require(message.m_Message == text, "parsing does not change the text");
+    require(message.m_Error.empty() == expected.parsed.has_value(),
+            "there is an error report if and only if the text is not JSON");
+    require(message.GetError() == (expected.parsed ? "no error" : message.m_Error),
+            "GetError() returns the reader's report or \"no error\"");
+    require(message.Parse() == expected.parsed.has_value() && message.m_JsonRoot == expected.root,
             "parsing again has the same outcome");
 }
 
-void checkTexts(const std::string &text, const Meaning &meaning) {
+void checkTexts(const std::string &text, const Expected &expected) {
     SourceTCMessage message;
     message.SetMessage(text);
     require(message.GetMessage() == text && std::as_const(message).GetMessage() == text,
-            "both readers return the text that was set");
+            "both GetMessage() return the text that was set");
     message.m_Message.clear();
-    require(std::as_const(message).GetMessage() == (meaning.isJsonType ? warning : ""),
-            "a reader that cannot generate says so");
-    require(message.GetMessage() == (meaning.isJsonType ? meaning.generated : ""),
-            "a reader that can generate does so");
+    require(std::as_const(message).GetMessage() == (expected.isJsonType ? warning : ""),
+            "the const GetMessage() returns a warning instead of generating");
+    require(message.GetMessage() == (expected.isJsonType ? expected.generated : ""),
+            "the non-const GetMessage() generates the text");
 
     message.m_Message = "[";
-    require(message.Parse() == meaning.isJsonType, "JSON that is there is not read again");
-    require(message.m_Message == "[", "parsing leaves the text alone");
+    require(message.Parse() == expected.isJsonType, "an existing JSON value is not parsed again");
+    require(message.m_Message == "[", "parsing does not change the text");
     message.Generate();
-    require(message.m_Message == (meaning.isJsonType ? meaning.generated : "["),
+    require(message.m_Message == (expected.isJsonType ? expected.generated : "["),
             "generating replaces the text of a message of JSON type only");
 
     message.SetMessage("{");
     require(message.m_JsonRoot.isNull() && message.GetError() != "no error",
-            "a text that is not JSON clears what was there");
-    require(message.SetMessage(text) == meaning.parsed.has_value(),
-            "setting a text tells whether it is JSON");
-    checkParsed(message, text, meaning);
+            "a text that is not JSON clears the JSON value");
+    require(message.SetMessage(text) == expected.parsed.has_value(),
+            "SetMessage() returns whether the text is JSON");
+    checkParsed(message, text, expected);
 }
 
 bool sameBytes(const SourceTCMessage &left, const SourceTCMessage &right) {
@@ -73,15 +76,15 @@ bool sameBytes(const SourceTCMessage &left, const SourceTCMessage &right) {
 }
 
 void checkCopy(const SourceTCMessage &copy, const SourceTCMessage &original,
-               const Meaning &meaning) {
-    require(copy.m_Message == meaning.generated, "a copy's text is generated anew");
+               const Expected &expected) {
+    require(copy.m_Message == expected.generated, "a copy's text is generated anew");
     require(copy.m_JsonRoot == original.m_JsonRoot, "a copy has the JSON value");
     require(copy.m_AuxNumber == original.m_AuxNumber && copy.m_AuxText == original.m_AuxText,
             "a copy has the number and the second text");
-    require(sameBytes(copy, original), "a copy has a buffer of its own with the same bytes");
+    require(sameBytes(copy, original), "a copy has its own buffer with the same bytes");
 }
 
-void checkCopies(const std::string &text, const Meaning &meaning) {
+void checkCopies(const std::string &text, const Expected &expected) {
     auto original = std::make_unique<SourceTCMessage>();
     original->SetMessage(text);
     original->m_AuxNumber = static_cast<unsigned int>(text.size()) * 2654435761U;
@@ -90,7 +93,7 @@ void checkCopies(const std::string &text, const Meaning &meaning) {
                         static_cast<unsigned int>(text.size()));
 
     const SourceTCMessage copy(*original);
-    checkCopy(copy, *original, meaning);
+    checkCopy(copy, *original, expected);
     require(copy.m_Error.empty(), "a copy starts without an error report");
 
     SourceTCMessage assigned;
@@ -98,20 +101,20 @@ void checkCopies(const std::string &text, const Meaning &meaning) {
     const std::string report = assigned.m_Error;
     assigned.SetBuffer(reinterpret_cast<const unsigned char *>("xy"), 2);
     assigned = *original;
-    checkCopy(assigned, *original, meaning);
-    require(assigned.m_Error == report, "assigning leaves the error report alone");
+    checkCopy(assigned, *original, expected);
+    require(assigned.m_Error == report, "assigning does not change the error report");
 
     SourceTCData base;
     base = *original;
-    require(base.m_Message == text && base.m_JsonRoot == meaning.root,
+    require(base.m_Message == text && base.m_JsonRoot == expected.root,
             "assigning the base alone does not generate");
 
     original.reset();
     unsigned char *bytes = nullptr;
     require(assigned.GetBuffer(bytes) == text.size() && bytes == assigned.m_Buffer,
-            "a buffer is handed out as it is");
+            "GetBuffer() returns the buffer itself");
     require(std::string(bytes, bytes + assigned.m_BufferSize) == text,
-            "a copy survives its original");
+            "a copy is independent of its original");
 }
 
 void checkBuffer(const std::string &text) {
@@ -122,9 +125,9 @@ void checkBuffer(const std::string &text) {
     const auto size = static_cast<unsigned int>(text.size());
     message.SetBuffer(reinterpret_cast<const unsigned char *>(text.data()), size);
     message.SetBuffer(message.m_Buffer, size / 2);
-    require(message.CopyBuffer(&bytes) == size / 2, "a buffer's size is told");
+    require(message.CopyBuffer(&bytes) == size / 2, "CopyBuffer() returns the size");
     const std::unique_ptr<unsigned char[]> owned(bytes);
-    require((bytes == nullptr) == (size / 2 == 0), "a buffer of no bytes is none");
+    require((bytes == nullptr) == (size / 2 == 0), "an empty buffer is null");
     require(std::string(bytes, bytes + size / 2) == text.substr(0, size / 2),
             "a buffer can be replaced by a part of itself");
     message = *&message;
@@ -134,12 +137,12 @@ void checkBuffer(const std::string &text) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-    const std::string text = inputText(data, size);
-    const Meaning meaning(text);
+    const std::string text = fuzz::inputText(data, size);
+    const Expected expected(text);
     SourceTCData message(text);
-    checkParsed(message, text, meaning);
-    checkTexts(text, meaning);
-    checkCopies(text, meaning);
+    checkParsed(message, text, expected);
+    checkTexts(text, expected);
+    checkCopies(text, expected);
     checkBuffer(text);
     return 0;
 }

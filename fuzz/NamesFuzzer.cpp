@@ -1,16 +1,18 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// An input is the settings store's document with the sources' names.
+// Input: the names document of the settings store.
 #include "Fuzzing.h"
-#include "Literal.h"
+#include "ReferenceModel.h"
 #include "SourceAPI.h"
-#include "Surroundings.h"
+#include "StubPlatform.h"
 
 namespace {
 
-literal::Names plain(const std::multimap<int, SourceNameList> &map) {
-    literal::Names names;
+using fuzz::require;
+
+reference::Names toNames(const std::multimap<int, SourceNameList> &map) {
+    reference::Names names;
     for (const auto &[type, name] : map) {
         names.insert({type,
                       {name.editName, name.detectedName, name.deviceType, name.mbrActivityIndex,
@@ -19,31 +21,31 @@ literal::Names plain(const std::multimap<int, SourceNameList> &map) {
     return names;
 }
 
-// Absent when values have wrong types.
-std::optional<literal::Names> expectedNames(const std::string &document) {
+// No value if a member has the wrong type.
+std::optional<reference::Names> expectedNames(const std::string &document) {
     try {
-        return literal::names(document);
+        return reference::names(document);
     } catch (const Json::Exception &) {
         return std::nullopt;
     }
 }
 
-void checkReading(const std::optional<literal::Names> &expected) {
+void checkReading(const std::optional<reference::Names> &expected) {
     std::multimap<int, SourceNameList> map;
     try {
-        require(CSourceAPI::m_GetSourceMap(map), "a document that is there counts as read");
-        require(expected && plain(map) == *expected, "the entries are those of the document");
+        require(CSourceAPI::m_GetSourceMap(map), "reading an existing document succeeds");
+        require(expected && toNames(map) == *expected, "the entries are those of the document");
     } catch (const Json::Exception &) {
         require(!expected, "only values of wrong types make reading throw");
     }
 }
 
-void checkCache(const std::optional<literal::Names> &expected) {
+void checkCache(const std::optional<reference::Names> &expected) {
     SourceNameList older;
     older.editName = "older";
     CSourceAPI::m_SourceDataMap = {{-3, older}};
     CSourceAPI::m_bIntializedSourceDataMap = false;
-    const literal::Names before = plain(CSourceAPI::m_SourceDataMap);
+    const reference::Names before = toNames(CSourceAPI::m_SourceDataMap);
     bool threw = false;
     try {
         CSourceAPI::m_UpdateSourceDataMapCache();
@@ -51,14 +53,14 @@ void checkCache(const std::optional<literal::Names> &expected) {
         threw = true;
     }
     require(threw != expected.has_value(), "only values of wrong types make reading throw");
-    require(plain(CSourceAPI::m_SourceDataMap) == expected.value_or(before),
-            "the cache is replaced by what was read, or left alone");
+    require(toNames(CSourceAPI::m_SourceDataMap) == expected.value_or(before),
+            "the cache is replaced, or unchanged after an exception");
     require(CSourceAPI::m_bIntializedSourceDataMap == expected.has_value(),
-            "the cache counts as filled when it was replaced");
+            "the cache is marked as filled if it was replaced");
 }
 
-// Every entry is asked for; the first of its type and index answers.
-void checkQueries(CSourceAPI *client, const literal::Names &names) {
+// Queries every entry; the result is the first entry with its type and index.
+void checkQueries(CSourceAPI *client, const reference::Names &names) {
     for (const auto &entry : names) {
         const auto type = entry.first;
         const int index = std::get<3>(entry.second);
@@ -71,7 +73,7 @@ void checkQueries(CSourceAPI *client, const literal::Names &names) {
         std::string name;
         require(client->GetSourceEditName(type, name, index), "every entry's name is found");
         require(name == (editName.empty() ? detectedName : editName),
-                "a name is the user's, or else the detected one");
+                "a name is the user's or else the detected one");
         unsigned int foundType = 0;
         require(client->GetSourceDeviceType(type, &foundType, index),
                 "every entry's device type is found");
@@ -82,17 +84,17 @@ void checkQueries(CSourceAPI *client, const literal::Names &names) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-    CSourceAPI *const client = clientWithoutBus();
-    const std::string document = cText(inputText(data, size));
-    storedNames = document;
-    const std::optional<literal::Names> expected = expectedNames(document);
+    CSourceAPI *const client = fuzz::clientWithoutBus();
+    const std::string document = fuzz::cText(fuzz::inputText(data, size));
+    fuzz::storedNames = document;
+    const std::optional<reference::Names> expected = expectedNames(document);
     checkReading(expected);
     checkCache(expected);
     if (expected) {
         checkQueries(client, *expected);
     }
-    // The engine looks for leaks when an input leaves memory behind.
+    // The engine searches for leaks if an input leaves memory allocated.
     CSourceAPI::m_SourceDataMap.clear();
-    storedNames.reset();
+    fuzz::storedNames.reset();
     return 0;
 }

@@ -1,16 +1,16 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The first two characters of an input tell how long the text to find and its replacement are,
-// counted from '0'. Both follow, and then the text to change.
+// Input: two characters that encode the lengths of the text to find and of its replacement as the
+// offset from '0', then these two texts, then the text to change.
 #include "Fuzzing.h"
-#include "Literal.h"
+#include "ReferenceModel.h"
 #include "SourceAPI.h"
 
 namespace {
 
-// Cuts off the first `size` characters.
-std::string cut(std::string &text, std::size_t size) {
+// Removes and returns the first `size` characters.
+std::string take(std::string &text, std::size_t size) {
     std::string head = text.substr(0, size);
     text.erase(0, size);
     return head;
@@ -23,17 +23,17 @@ std::size_t length(char digit) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-    std::string input = inputText(data, size);
-    const std::string lengths = cut(input, 2);
+    std::string input = fuzz::inputText(data, size);
+    const std::string lengths = take(input, 2);
     if (lengths.size() < 2) {
         return 0;
     }
-    const std::string from = cut(input, length(lengths[0]));
-    const std::string to = cut(input, length(lengths[1]));
+    const std::string from = take(input, length(lengths[0]));
+    const std::string to = take(input, length(lengths[1]));
     std::string text = input;
     CSourceAPI::m_ReplaceText(text, from, to);
-    require(text == literal::replaced(input, from, to),
-            "occurrences are replaced from left to right, but for one at the very end");
-    require(!from.empty() || text == input, "an empty text to find changes nothing");
+    fuzz::require(text == reference::replaced(input, from, to),
+                  "occurrences are replaced from left to right, except one at the very end");
+    fuzz::require(!from.empty() || text == input, "an empty text to find changes nothing");
     return 0;
 }

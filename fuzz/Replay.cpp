@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Feeds a fuzzer every file of a folder, once.
+// Runs a fuzzer once for each file of a folder.
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
@@ -24,9 +24,9 @@ std::vector<std::filesystem::path> filesOf(const char *folder) {
     return files;
 }
 
-void feed(const std::filesystem::path &file) {
+void process(const std::filesystem::path &file) {
     std::ifstream stream(file, std::ios::binary);
-    require(stream.is_open(), "every input can be read");
+    fuzz::require(stream.is_open(), "every input can be read");
     const std::vector<char> input{std::istreambuf_iterator<char>(stream), {}};
     LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t *>(input.data()), input.size());
 }
@@ -40,9 +40,9 @@ int main(int argc, char **argv) {
     }
     const std::vector<std::filesystem::path> files = filesOf(argv[1]);
     for (const auto &file : files) {
-        // Named first: a violated rule ends the process.
+        // Printed first, because a violated rule aborts the process.
         std::fprintf(stderr, "%s\n", file.filename().c_str());
-        feed(file);
+        process(file);
     }
     std::printf("%zu inputs\n", files.size());
     return files.empty() ? 1 : 0;

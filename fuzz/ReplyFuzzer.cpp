@@ -1,24 +1,29 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The first line of an input tells how the service answers, the rest with what text:
-//   P  a plain body        B  a body with the rest of the line as its buffer
-//   V  a body that the text spells in GLib's notation of values
-//   E  not at all          U  the service is not there
-// A small letter is the same with an unreadable settings store. Every command and every query is
-// answered so; the text also serves as their arguments.
+// Input: the kind of reply on the first line, then its text:
+//   P  a body (suss)       B  a body (sussa(y)) with the rest of the line as its buffer
+//   V  a body in GVariant text format
+//   E  no reply            U  the service is not running
+// A lower-case letter makes the settings store unreadable as well. Every command and query gets
+// this reply; the text is also used as their argument.
 #include <unistd.h>
 
 #include <memory>
 
 #include "Fuzzing.h"
-#include "Literal.h"
-#include "Service.h"
+#include "GLibOwners.h"
+#include "ReferenceModel.h"
 #include "SourceAPI.h"
 #include "SourceTCServer.h"
-#include "Surroundings.h"
+#include "StubPlatform.h"
+#include "StubService.h"
+#include "TerminalText.h"
 
 namespace {
+
+using fuzz::require;
+using fuzz::StubService;
 
 constexpr int sourceType = 7;
 constexpr int activityIndex = 1;
@@ -27,12 +32,7 @@ constexpr const char *names =
     R"([{"SourceType":7,"EditName":"Game","DetectedName":"Console","DeviceType":3},)"
     R"({"SourceType":7,"DetectedName":"Player","DeviceType":4,"MbrActivityIndex":1}])";
 
-struct Unref {
-    void operator()(GVariant *variant) const { g_variant_unref(variant); }
-};
-using VariantPtr = std::unique_ptr<GVariant, Unref>;
-
-// What the service does, and what the client must make of it.
+// The reply of the service, and the result that the client must derive from it.
 struct Reply {
     enum class Outcome { Arrives, Fails, Throws };
 
@@ -41,7 +41,7 @@ struct Reply {
     std::string argument;
     std::string buffer;
     bool present = true;
-    VariantPtr body;
+    support::Variant body;
     std::optional<std::string> text;
     Outcome outcome = Outcome::Fails;
     Json::Value root;
@@ -49,36 +49,35 @@ struct Reply {
     bool arrives() const { return outcome == Outcome::Arrives; }
 };
 
-// The body borrows the bytes of `buffer`.
+// `buffer` must outlive the body.
 GVariant *madeBody(char shape, const std::string &buffer, const std::string &text) {
-    const std::unique_ptr<char, decltype(&g_free)> valid(g_utf8_make_valid(text.c_str(), -1),
-                                                         g_free);
+    const std::string valid = support::validUtf8(fuzz::cText(text));
     switch (shape) {
         case 'P':
-            return g_variant_new("(suss)", "source_service", 3, "more", valid.get());
+            return g_variant_new("(suss)", "source_service", 3, "more", valid.c_str());
         case 'B':
-            return g_variant_new("(suss@a(y))", "source_service", 3, "more", valid.get(),
+            return g_variant_new("(suss@a(y))", "source_service", 3, "more", valid.c_str(),
                                  g_variant_new_from_data(G_VARIANT_TYPE("a(y)"), buffer.data(),
                                                          buffer.size(), TRUE, nullptr, nullptr));
         case 'V':
-            return g_variant_parse(nullptr, valid.get(), nullptr, nullptr, nullptr);
+            return g_variant_parse(nullptr, valid.c_str(), nullptr, nullptr, nullptr);
         default:
             return nullptr;
     }
 }
 
 Reply::Reply(const std::string &input) {
-    std::tie(buffer, argument) = splitLine(input);
+    std::tie(buffer, argument) = fuzz::splitLine(input);
     const char letter = buffer.empty() ? 'E' : buffer[0];
     const char shape = g_ascii_toupper(letter);
     buffer.erase(0, 1);
     present = shape != 'U';
-    storedNames = letter == shape ? std::optional<std::string>(names) : std::nullopt;
+    fuzz::storedNames = letter == shape ? std::optional<std::string>(names) : std::nullopt;
     if (GVariant *const made = madeBody(shape, buffer, argument)) {
         body.reset(g_variant_take_ref(made));
-        text = literal::textOf(made);
+        text = reference::textOf(made);
         try {
-            if (const auto read = literal::replyRoot(text)) {
+            if (const auto read = reference::replyRoot(text)) {
                 root = *read;
                 outcome = Outcome::Arrives;
             }
@@ -88,7 +87,7 @@ Reply::Reply(const std::string &input) {
     }
 }
 
-// What a body of a known shape carries beside its text.
+// The other fields of a body (suss) or (sussa(y)).
 struct Fields {
     Fields() = default;
     explicit Fields(GVariant *body) {
@@ -97,7 +96,7 @@ struct Fields {
         g_variant_get_child(body, 2, "&s", &text);
         auxText = text;
         if (g_variant_n_children(body) == 5) {
-            const VariantPtr bytes(g_variant_get_child_value(body, 4));
+            const support::Variant bytes(g_variant_get_child_value(body, 4));
             for (gsize index = 0; index < g_variant_n_children(bytes.get()); ++index) {
                 unsigned char byte = 0;
                 g_variant_get_child(bytes.get(), index, "(y)", &byte);
@@ -105,7 +104,7 @@ struct Fields {
             }
         }
         if (buffer == std::vector<unsigned char>{0}) {
-            buffer.clear();  // stands for no buffer
+            buffer.clear();  // means no buffer
         }
     }
 
@@ -114,22 +113,22 @@ struct Fields {
     std::vector<unsigned char> buffer;
 };
 
-// After each call: what was asked, and what has become of the reply's body.
+// Checks the request and whether the reply's body was released.
 void checkCall(const Reply &reply, const char *method, const Json::Value &data) {
     Json::Value request;
     request["method"] = method;
     request["data"] = data;
-    auto &requests = Service::get().requests;
-    const std::vector<std::string> expected(reply.present ? 1 : 0, literal::written(request));
+    auto &requests = StubService::get().requests;
+    const std::vector<std::string> expected(reply.present ? 1 : 0, reference::written(request));
     require(requests == expected, "one request is made, with the expected members");
     requests.clear();
-    const bool kept = reply.body && reply.outcome == Reply::Outcome::Fails;
-    require(Service::get().keptBodies() == (kept ? 1U : 0U),
-            "a reply's body is kept only when it says \"fail\"");
-    Service::get().releaseKeptBodies();
+    const bool leaked = reply.body && reply.outcome == Reply::Outcome::Fails;
+    require(StubService::get().leakedBodies() == (leaked ? 1U : 0U),
+            "a reply's body is leaked only if it says \"fail\"");
+    StubService::get().releaseLeakedBodies();
 }
 
-// True and false as a command reads them. Anything but a number and a truth value is an error.
+// The value as a command converts it to bool; no value if that is an error.
 std::optional<bool> truth(const Json::Value &value) {
     if (value.isNull()) {
         return false;
@@ -150,9 +149,9 @@ void checkCommand(const Reply &reply, const char *method, const Json::Value &dat
     const bool done = command(CSourceAPI::Get());
     const bool expected = reply.arrives() && reply.root.isMember("return_data") &&
                           truth(reply.root["return_data"]).value_or(false);
-    require(done == expected, "a command is done when the service says so");
+    require(done == expected, "a command returns the result in the reply");
     require(CSourceAPI::m_bIntializedSourceDataMap == !(done && changesNames),
-            "a change of names, and nothing else, makes them be read again");
+            "a successful change of names, and nothing else, marks the names as stale");
     checkCall(reply, method, data);
 }
 
@@ -216,14 +215,14 @@ void checkGettingIcons(const Reply &reply) {
             expectedIcons[2] = reply.root["LauncherUnfocusedIconPath"].asString();
             expected = true;
         } catch (const Json::Exception &) {
-            // The icons before the unreadable one are set.
+            // The icons before the unreadable one are returned.
         }
     }
     std::string icon = "a";
     std::pair<std::string, std::string> launcher("b", "c");
     const bool done =
         CSourceAPI::Get()->GetCustomIconPath(sourceType, icon, launcher, activityIndex);
-    require(done == expected, "icons are read when they arrive and are readable");
+    require(done == expected, "icons are returned if the reply has readable ones");
     require(expectedIcons == std::vector<std::string>{icon, launcher.first, launcher.second},
             "icons are those of the reply, up to an unreadable one");
     Json::Value data;
@@ -232,14 +231,14 @@ void checkGettingIcons(const Reply &reply) {
     checkCall(reply, "UtilGetCustomIconPath", data);
 }
 
-// Whether the service has an answer about a USB device.
+// Whether the reply contains the data of a USB device.
 bool hasUsbData(const Reply &reply) {
     return reply.arrives() && (!reply.root.isMember("return_data") ||
                                truth(reply.root["return_data"]).value_or(false));
 }
 
 void checkUsbText(const Reply &reply) {
-    const std::string key = cText(reply.argument);
+    const std::string key = fuzz::cText(reply.argument);
     const std::unique_ptr<char, decltype(&std::free)> text(CSourceAPI::GetUsbData(key.c_str()),
                                                            std::free);
     require((text != nullptr) == hasUsbData(reply), "there is a text unless the service refuses");
@@ -252,7 +251,7 @@ void checkUsbText(const Reply &reply) {
 
 using UsbData = std::map<std::string, std::string>;
 
-// False with what comes before the unreadable member.
+// False if a member is unreadable; `expected` then has those before it.
 bool expectedUsbData(const Json::Value &root, UsbData &expected) {
     try {
         expected["called_app"] = root["calledApp"].asString();
@@ -286,45 +285,45 @@ void checkUsbMap(const Reply &reply) {
     checkCall(reply, "UtilGetUsbData", data);
 }
 
-// A client that has read nothing yet, and the same for the library's.
-literal::Client freshClient(const Reply &reply) {
+// Resets the library's caches and returns a model with empty ones.
+reference::Client resetCaches(const Reply &reply) {
     CSourceAPI::m_sourceItemArray = Json::Value();
     CSourceAPI::m_SourceDataMap.clear();
     CSourceAPI::m_bIntializedSourceItemArray = false;
     CSourceAPI::m_bIntializedSourceDataMap = false;
-    literal::Client client;
-    client.settings = storedNames;
+    reference::Client client;
+    client.settings = fuzz::storedNames;
     client.calls = reply.body != nullptr;
     client.replyText = reply.text;
     return client;
 }
 
-void checkFetch(const Reply &reply, const literal::Client &expected) {
-    require(CSourceAPI::m_sourceItemArray == expected.list, "the list is what was sent");
+void checkFetch(const Reply &reply, const reference::Client &expected) {
+    require(CSourceAPI::m_sourceItemArray == expected.list, "the cached list is the reply's");
     require(CSourceAPI::m_bIntializedSourceItemArray == expected.listFilled,
-            "the list counts as read when it was");
+            "the list is marked as read if it was");
     require(CSourceAPI::m_bIntializedSourceDataMap == expected.namesFilled,
-            "the names count as read when they were");
+            "the names are marked as read if they were");
     checkCall(reply, "UtilGetSourceList", Json::Value());
 }
 
 void checkListText(const Reply &reply) {
-    literal::Client client = freshClient(reply);
+    reference::Client client = resetCaches(reply);
     const std::unique_ptr<char, decltype(&std::free)> text(CSourceAPI::Get()->GetSourceList(),
                                                            std::free);
     const std::optional<std::string> expected = client.readList();
-    require((text != nullptr) == expected.has_value(), "there is a list when it could be had");
-    require(!text || *expected == text.get(), "the list is one line of what was sent");
+    require((text != nullptr) == expected.has_value(), "a list is returned if it could be fetched");
+    require(!text || *expected == text.get(), "the list is one line of the reply's list");
     checkFetch(reply, client);
 }
 
 void checkListRecords(const Reply &reply) {
-    literal::Client client = freshClient(reply);
+    reference::Client client = resetCaches(reply);
     std::shared_ptr<std::multimap<int, CSourceItem>> items;
     const bool done = CSourceAPI::Get()->GetSourceList(&items);
-    literal::Records records;
-    require(done == client.readRecords(records), "there are records when all could be read");
-    literal::Records read;
+    reference::Records records;
+    require(done == client.readRecords(records), "the call succeeds if every record is readable");
+    reference::Records read;
     for (const auto &[key, item] : *items) {
         read.insert(
             {key,
@@ -336,7 +335,7 @@ void checkListRecords(const Reply &reply) {
 }
 
 void checkNames(const Reply &reply) {
-    literal::Client client = freshClient(reply);
+    reference::Client client = resetCaches(reply);
     std::string name = "before";
     const bool named = CSourceAPI::Get()->GetSourceEditName(sourceType, name, activityIndex);
     const bool expected = client.updateCache(Json::Value(""));
@@ -344,7 +343,7 @@ void checkNames(const Reply &reply) {
             "a name is found once names and list were read");
     checkFetch(reply, client);
 
-    client = freshClient(reply);
+    client = resetCaches(reply);
     unsigned int type = 4711;
     const bool typed = CSourceAPI::Get()->GetSourceDeviceType(sourceType, &type, activityIndex);
     require(typed == client.updateCache(Json::Value("")) && type == (expected ? 4U : 4711U),
@@ -352,7 +351,7 @@ void checkNames(const Reply &reply) {
     checkFetch(reply, client);
 }
 
-// The same one level lower: what the transport makes of the body.
+// The same reply, decoded by the transport alone.
 void checkTransport(const Reply &reply) {
     SourceTCMessage request;
     request.m_JsonRoot["method"] = "any";
@@ -384,8 +383,8 @@ void checkTransport(const Reply &reply) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-    Service &service = Service::get();
-    const Reply reply(inputText(data, size));
+    StubService &service = StubService::get();
+    const Reply reply(fuzz::inputText(data, size));
     service.present = reply.present;
     service.makeReply = [&reply] { return reply.body.get(); };
     checkConnecting(reply);
@@ -400,6 +399,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     if (reply.present) {
         checkTransport(reply);
     }
-    service.forget();
+    service.reset();
     return 0;
 }

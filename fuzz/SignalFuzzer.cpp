@@ -1,35 +1,40 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// An input is a course of events, one in each line, told by the line's first letter:
-//   S  the settings store holds the rest of the line      s  the settings store is unreadable
-//   L  the service answers calls with the rest            l  the service does not answer
-//   F  the next call fails, whatever comes after it
-//   N  a signal comes with the rest as its text           B  the same, and a buffer
-//   V  a signal comes whose body is the rest, in GLib's notation of values
-//   G  the application reads the list                     R  so does a callback, from now on
-// After each of them the client must be in the state that the rules say.
+// Input: a sequence of events, one on each line. The first letter is the kind, the rest its text:
+//   S  the settings store contains the text        s  the settings store is unreadable
+//   L  the service replies with the text           l  the service does not reply
+//   F  the next call fails
+//   N  a signal with the text                      B  the same with a buffer
+//   V  a signal with a body in GVariant text format
+//   G  the application reads the list              R  from now on a callback reads the list
+// After each event the client's state must equal the reference model's.
 #include <memory>
 #include <tuple>
 
 #include "Fuzzing.h"
-#include "Literal.h"
+#include "GLibOwners.h"
 #include "OthersCanLock.h"
-#include "Service.h"
+#include "ReferenceModel.h"
 #include "SourceAPI.h"
 #include "SourceTCServer.h"
-#include "Surroundings.h"
+#include "StubPlatform.h"
+#include "StubService.h"
+#include "TerminalText.h"
 
 namespace {
 
-constexpr int longestCourse = 16;
+using fuzz::require;
+using fuzz::StubService;
 
-std::vector<std::pair<int, int>> told;
+constexpr int maximumEvents = 16;
+
+std::vector<std::pair<int, int>> callbackCalls;
 bool callbackReads = false;
 bool callFails = false;
 
-void noteFirst(int value, void * /*userData*/) {
-    told.emplace_back(value, 1);
+void onFirst(int value, void * /*userData*/) {
+    callbackCalls.emplace_back(value, 1);
 }
 
 std::optional<std::string> readList() {
@@ -38,35 +43,36 @@ std::optional<std::string> readList() {
     return text ? std::optional<std::string>(text.get()) : std::nullopt;
 }
 
-void noteSecond(int value, void * /*userData*/) {
-    told.emplace_back(value, 2);
+void onSecond(int value, void * /*userData*/) {
+    callbackCalls.emplace_back(value, 2);
     if (callbackReads) {
         try {
             readList();
         } catch (const Json::Exception &) {
-            // The settings store holds values of wrong types.
+            // The settings store contains values of wrong types.
         }
     }
 }
 
 void registerOnce() {
     static const bool registered = [] {
-        CSourceAPI::RegisterSourceAPICallback(noteFirst, nullptr);
-        CSourceAPI::RegisterSourceAPICallback(noteSecond, nullptr);
+        CSourceAPI::RegisterSourceAPICallback(onFirst, nullptr);
+        CSourceAPI::RegisterSourceAPICallback(onSecond, nullptr);
         return true;
     }();
     require(registered, "callbacks can be registered");
 }
 
-void checkState(const literal::Client &expected) {
-    require(told == expected.told, "the callbacks are told what the rules say");
+void checkState(const reference::Client &expected) {
+    require(callbackCalls == expected.callbackCalls, "the callbacks are called as in the model");
     require(CSourceAPI::m_sourceItemArray == expected.list, "the cached list is the expected one");
     require(CSourceAPI::m_bIntializedSourceItemArray == expected.listFilled,
-            "the list counts as read when it was");
+            "the list is marked as read if it was");
     require(CSourceAPI::m_bIntializedSourceDataMap == expected.namesFilled,
-            "the names count as read when they were");
-    require(CSourceAPI::m_bNotified == expected.notified, "a notification is noted");
-    literal::Names names;
+            "the names are marked as read if they were");
+    require(CSourceAPI::m_bNotified == expected.notified,
+            "the notification flag is the expected one");
+    reference::Names names;
     for (const auto &[type, name] : CSourceAPI::m_SourceDataMap) {
         names.insert({type,
                       {name.editName, name.detectedName, name.deviceType, name.mbrActivityIndex,
@@ -74,26 +80,25 @@ void checkState(const literal::Client &expected) {
     }
     require(names == expected.nameMap, "the cached names are the expected ones");
     require(othersCanLock(m_sourceUtilMutex) && othersCanLock(m_sourceAPICallbackDataMutex),
-            "no lock is left behind");
+            "no lock is still held");
 }
 
-// Takes the reference of the caller, a floating one or not.
-void takeSignal(literal::Client &expected, GVariant *body) {
-    const std::unique_ptr<GVariant, decltype(&g_variant_unref)> owned(g_variant_take_ref(body),
-                                                                      g_variant_unref);
+// Takes ownership of the body, which may be floating.
+void deliverSignal(reference::Client &expected, GVariant *body) {
+    const support::Variant owned(g_variant_take_ref(body));
     try {
-        Service::emitChange(body);
+        StubService::emitChange(body);
     } catch (const Json::Exception &) {
-        require(false, "no JSON exception leaves the handler of signals");
+        require(false, "no JSON exception leaves the signal handler");
     }
     try {
-        expected.signal(literal::textOf(body));
+        expected.signal(reference::textOf(body));
     } catch (const Json::Exception &) {
-        // Ends with the signal.
+        // Caught by the signal handler in the library.
     }
 }
 
-void readAsApplication(literal::Client &expected) {
+void compareLists(reference::Client &expected) {
     std::optional<std::string> list;
     std::optional<std::string> expectedList;
     bool threw = false;
@@ -108,24 +113,22 @@ void readAsApplication(literal::Client &expected) {
     } catch (const Json::Exception &) {
         mayThrow = true;
     }
-    require(threw == mayThrow, "only names of wrong types make a reader throw");
+    require(threw == mayThrow, "reading throws only if names have wrong types");
     require(list == expectedList, "the application reads the cached list");
 }
 
 std::string validText(const std::string &text) {
-    const std::unique_ptr<char, decltype(&g_free)> valid(g_utf8_make_valid(text.c_str(), -1),
-                                                         g_free);
-    return valid.get();
+    return support::validUtf8(fuzz::cText(text));
 }
 
-void happen(literal::Client &expected, const std::string &event) {
+void handle(reference::Client &expected, const std::string &event) {
     const std::string rest = event.empty() ? std::string() : validText(event.substr(1));
     switch (event.empty() ? '\0' : event[0]) {
         case 'S':
-            expected.settings = storedNames = rest;
+            expected.settings = fuzz::storedNames = rest;
             break;
         case 's':
-            storedNames.reset();
+            fuzz::storedNames.reset();
             expected.settings.reset();
             break;
         case 'L':
@@ -139,20 +142,20 @@ void happen(literal::Client &expected, const std::string &event) {
             callFails = expected.failsOnce = true;
             break;
         case 'N':
-            takeSignal(expected, g_variant_new("(suss)", "source_service", 0, "", rest.c_str()));
+            deliverSignal(expected, g_variant_new("(suss)", "source_service", 0, "", rest.c_str()));
             break;
         case 'B':
-            takeSignal(expected,
-                       g_variant_new_parsed("('', 1, 'more', %s, [(byte 1,)])", rest.c_str()));
+            deliverSignal(expected,
+                          g_variant_new_parsed("('', 1, 'more', %s, [(byte 1,)])", rest.c_str()));
             break;
         case 'V':
             if (GVariant *const body =
                     g_variant_parse(nullptr, rest.c_str(), nullptr, nullptr, nullptr)) {
-                takeSignal(expected, body);
+                deliverSignal(expected, body);
             }
             break;
         case 'G':
-            readAsApplication(expected);
+            compareLists(expected);
             break;
         case 'R':
             callbackReads = expected.callbackReads = true;
@@ -165,24 +168,24 @@ void happen(literal::Client &expected, const std::string &event) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-    Service &service = Service::get();
+    StubService &service = StubService::get();
     registerOnce();
-    literal::Client expected;
+    reference::Client expected;
     service.makeReply = [&expected] {
         const bool fails = std::exchange(callFails, false) || !expected.calls;
         return fails
                    ? nullptr
                    : g_variant_new("(suss)", "source_service", 0, "", expected.replyText->c_str());
     };
-    std::string course = inputText(data, size);
-    for (int events = 0; events < longestCourse && !course.empty(); ++events) {
+    std::string events = fuzz::inputText(data, size);
+    for (int count = 0; count < maximumEvents && !events.empty(); ++count) {
         std::string event;
-        std::tie(event, course) = splitLine(course);
-        happen(expected, event);
+        std::tie(event, events) = fuzz::splitLine(events);
+        handle(expected, event);
         checkState(expected);
     }
-    service.forget();
-    told.clear();
+    service.reset();
+    callbackCalls.clear();
     callbackReads = false;
     callFails = false;
     return 0;

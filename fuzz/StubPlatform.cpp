@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "Surroundings.h"
+#include "StubPlatform.h"
 
 #include <glib.h>
 
@@ -13,6 +13,8 @@
 #include "Platform.h"
 #include "SourceAPI.h"
 
+namespace fuzz {
+
 std::optional<std::string> storedNames;
 
 CSourceAPI *clientWithoutBus() {
@@ -23,20 +25,22 @@ CSourceAPI *clientWithoutBus() {
     return client;
 }
 
+}  // namespace fuzz
+
 extern "C" int __dlog_print(int /*logId*/, int /*priority*/, const char * /*tag*/,
                             const char *format, ...) {
     va_list arguments;
     va_start(arguments, format);
     const int size = std::vsnprintf(nullptr, 0, format, arguments);
     va_end(arguments);
-    require(size >= 0, "a log line can be formatted");
+    fuzz::require(size >= 0, "a log line can be formatted");
     return size;
 }
 
 extern "C" char *vconf_get_str(const char *key) {
-    require(std::strcmp(key, "db/source-list/source-name") == 0,
-            "only the sources' names are read from the settings store");
-    return storedNames ? strdup(storedNames->c_str()) : nullptr;
+    fuzz::require(std::strcmp(key, "db/source-list/source-name") == 0,
+                  "only the sources' names are read from the settings store");
+    return fuzz::storedNames ? strdup(fuzz::storedNames->c_str()) : nullptr;
 }
 
 extern "C" int FerrelWaitEvent(const char * /*eventName*/, int /*timeout*/) {

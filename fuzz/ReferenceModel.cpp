@@ -1,12 +1,13 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "Literal.h"
+#include "ReferenceModel.h"
 
 #include <cstring>
-#include <memory>
+#include "GLibOwners.h"
+#include "JsonText.h"
 
-namespace literal {
+namespace reference {
 
 namespace {
 
@@ -22,7 +23,7 @@ int hexDigit(char character) {
     return found == std::string::npos ? -1 : static_cast<int>(found);
 }
 
-// What scanning at most two characters as a hexadecimal number yields.
+// The result of scanning at most two characters as a hexadecimal number.
 char escapedByte(const std::string &characters) {
     std::size_t index = 0;
     while (index < characters.size() && isOneOf(characters[index], " \t\n\v\f\r")) {
@@ -58,7 +59,7 @@ Record record(const Json::Value &element, int key) {
         powerState = element["powerState"].asInt();
         activityIndex = element["mbrActivityIndex"].asInt();
     } catch (const Json::Exception &) {
-        // The fields before the unreadable one stay.
+        // The fields before the unreadable one are kept.
     }
     // The setting method is not copied into the list.
     return {sourceType, editName,   detectedName,  iconPath, uniqueKey,
@@ -66,20 +67,6 @@ Record record(const Json::Value &element, int key) {
 }
 
 }  // namespace
-
-std::optional<Json::Value> parsed(const std::string &text) {
-    Json::Value root;
-    Json::CharReaderBuilder builder;
-    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-    try {
-        if (reader->parse(text.data(), text.data() + text.size(), &root, nullptr)) {
-            return root;
-        }
-    } catch (const Json::Exception &) {
-        // Too deep.
-    }
-    return std::nullopt;
-}
 
 std::string written(const Json::Value &value) {
     return Json::writeString(Json::StreamWriterBuilder(), value);
@@ -121,7 +108,7 @@ std::string decoded(const std::string &text) {
 }
 
 Names names(const std::string &document) {
-    const Json::Value root = parsed(document).value_or(Json::Value());
+    const Json::Value root = support::parseJson(document).value_or(Json::Value());
     std::vector<Json::Value> members;
     if (root.isArray()) {
         for (Json::ArrayIndex index = 0; index < root.size(); ++index) {
@@ -153,14 +140,12 @@ std::optional<std::string> textOf(GVariant *body) {
     if (type != "(suss)" && type != "(sussa(y))") {
         return std::nullopt;
     }
-    GVariant *const child = g_variant_get_child_value(body, 3);
-    const std::string text = g_variant_get_string(child, nullptr);
-    g_variant_unref(child);
-    return text;
+    const support::Variant child(g_variant_get_child_value(body, 3));
+    return g_variant_get_string(child.get(), nullptr);
 }
 
 std::optional<Json::Value> replyRoot(const std::optional<std::string> &text) {
-    std::optional<Json::Value> root = parsed(text.value_or(""));
+    std::optional<Json::Value> root = support::parseJson(text.value_or(""));
     if (!root) {
         return Json::Value();
     }
@@ -171,7 +156,7 @@ std::optional<Json::Value> replyRoot(const std::optional<std::string> &text) {
 }
 
 void Client::signal(const std::optional<std::string> &text) {
-    const Json::Value root = parsed(text.value_or("")).value_or(Json::Value());
+    const Json::Value root = support::parseJson(text.value_or("")).value_or(Json::Value());
     const Json::Value &given = root["return_data"];
     if (notified && given == list) {
         return;
@@ -244,17 +229,17 @@ void Client::announce(int value) {
     while (!m_pending.empty()) {
         const int now = m_pending.front();
         m_pending.erase(m_pending.begin());
-        told.emplace_back(now, 1);
-        told.emplace_back(now, 2);
+        callbackCalls.emplace_back(now, 1);
+        callbackCalls.emplace_back(now, 2);
         if (callbackReads) {
             try {
                 readList();
             } catch (const Json::Exception &) {
-                // The callback's own affair.
+                // Must not reach the library.
             }
         }
     }
     m_announcing = false;
 }
 
-}  // namespace literal
+}  // namespace reference

@@ -1,11 +1,11 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The rules of the library, written down a second time, step by step and without regard to speed:
-// what the fuzzers compare the library with. Where a value has the wrong JSON type these throw
-// Json::Exception, as the library does inside.
-#ifndef FUZZ_LITERAL_H
-#define FUZZ_LITERAL_H
+// A second implementation of the library's behaviour, simple and slow, with which the fuzzers
+// compare the library. A value of the wrong JSON type throws Json::Exception, as inside the
+// library.
+#ifndef FUZZ_REFERENCE_MODEL_H
+#define FUZZ_REFERENCE_MODEL_H
 
 #include <gio/gio.h>
 #include <json/json.h>
@@ -17,19 +17,16 @@
 #include <utility>
 #include <vector>
 
-namespace literal {
+namespace reference {
 
-// Absent when the text is not JSON, or nested deeper than the reader goes.
-std::optional<Json::Value> parsed(const std::string &text);
-
-// A JSON value as text, as messages carry it, and indented but on one line.
+// A JSON value as the text of a message; and indented, with the newlines removed.
 std::string written(const Json::Value &value);
 std::string oneLine(const Json::Value &value);
 
-// Every `from` replaced by `to`, but for one at the last character right after a replacement.
+// Replaces every `from` by `to`, except at the last character directly after a replacement.
 std::string replaced(std::string text, const std::string &from, const std::string &to);
 
-// Percent-encoding undone, malformed escapes included.
+// Percent-decodes the text as the library does, including its handling of malformed escapes.
 std::string decoded(const std::string &text);
 
 // Source type -> edit name, detected name, device type, activity index, edit state, setting method.
@@ -43,18 +40,17 @@ using Record =
     std::tuple<int, std::string, std::string, std::string, std::string, bool, int, int, int>;
 using Records = std::multimap<int, Record>;
 
-// The message text in a body of one of the two known shapes.
+// The text in a body with signature (suss) or (sussa(y)).
 std::optional<std::string> textOf(GVariant *body);
 
-// The document of a reply with that text (absent: of a body of unknown shape), or nothing when it
-// makes the call fail.
+// The document of a reply with that text; no text means a body of another signature. No value if
+// the call fails.
 std::optional<Json::Value> replyRoot(const std::optional<std::string> &text);
 
-// The client's caches, and what becomes of them.
+// The client's caches and their transitions.
 struct Client {
-    // The surroundings. `calls` false: the service is not there or does not answer; `failsOnce`:
-    // the next call fails all the same. `callbackReads`: the second of the two callbacks reads the
-    // list while it runs.
+    // The environment. `calls`: the service replies; `failsOnce`: the next call fails nevertheless;
+    // `callbackReads`: the second of the two callbacks reads the list.
     std::optional<std::string> settings;
     std::optional<std::string> replyText;
     bool calls = false;
@@ -66,13 +62,13 @@ struct Client {
     bool notified = false;
     Json::Value list;
     Names nameMap;
-    // What callbacks were told: the value, and which of the two.
-    std::vector<std::pair<int, int>> told;
+    // The calls of the two callbacks: the value, and the number of the callback.
+    std::vector<std::pair<int, int>> callbackCalls;
 
-    // The message text of a signal; absent for a body of unknown shape.
+    // Handles a signal with that text; no text means a body of another signature.
     void signal(const std::optional<std::string> &text);
     std::optional<std::string> readList();
-    // False with the records before the unreadable one.
+    // False if a record is unreadable; `records` then has those before it.
     bool readRecords(Records &records);
     bool updateCache(const Json::Value &given);
 
@@ -84,6 +80,6 @@ struct Client {
     std::vector<int> m_pending;
 };
 
-}  // namespace literal
+}  // namespace reference
 
 #endif
