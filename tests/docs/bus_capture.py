@@ -1,6 +1,6 @@
 # SPDX-FileCopyrightText: The source-api authors
 # SPDX-License-Identifier: Apache-2.0
-"""What a command sends over the emulated TV's bus, and what it is answered."""
+"""Captures the messages that a command exchanges over the emulated TV's bus."""
 
 import json
 import os
@@ -18,7 +18,7 @@ def call_by_hand(method: str, signature: str, *fields: str) -> list[str]:
 
 
 class Messages(list):
-    """Messages of one step, in the order in which the bus delivered them."""
+    """The messages of one command, in the order in which the bus delivered them."""
 
     def calls(self, member_prefix: str = "") -> "Messages":
         return Messages(message for message in self if message["type"] == "method_call"
@@ -57,10 +57,10 @@ class Monitor:
         self._process.communicate()
 
     def messages_of(self, command: list[str]) -> tuple[Messages, int]:
-        """Runs a command; returns what went over the bus meanwhile, and its process id."""
+        """Runs a command; returns the messages on the bus meanwhile, and its process id."""
         process = subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         process.wait()
-        # The service answers and announces in turn, so nothing of the command comes after this.
+        # The service sends answers and signals in order, so this call's answer is the last message.
         subprocess.run(call_by_hand("SendMessage", "suss", END, "0", "", "{}"), check=True,
                        stdout=subprocess.DEVNULL)
         return self._read_step(), process.pid

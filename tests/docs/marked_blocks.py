@@ -1,6 +1,6 @@
 # SPDX-FileCopyrightText: The source-api authors
 # SPDX-License-Identifier: Apache-2.0
-"""The code blocks of a document, each below a line '<!-- MARKER -->'."""
+"""Reads and replaces the code blocks of a document. Each has a line '<!-- MARKER -->' before it."""
 
 import re
 from dataclasses import dataclass
@@ -16,7 +16,7 @@ class Block:
 
 
 class BadDocument(Exception):
-    """A block that nothing can check."""
+    """A code block that has no marker or no end."""
 
 
 def blocks_of(document: Path) -> list[Block]:
@@ -40,7 +40,7 @@ def blocks_of(document: Path) -> list[Block]:
 
 
 def replace_block(document: Path, block: Block, text: str) -> None:
-    """Puts other text into a block. Blocks that were read before and stand below it are stale."""
+    """Replaces the text of a block. Blocks below it that were read before are stale afterwards."""
     lines = document.read_text(encoding="utf-8").splitlines(keepends=True)
     lines[block.first : block.last] = [text]
     document.write_text("".join(lines), encoding="utf-8")

@@ -1,6 +1,6 @@
 # SPDX-FileCopyrightText: The source-api authors
 # SPDX-License-Identifier: Apache-2.0
-"""JSON for readers, in which a message body keeps its short fields on one line."""
+"""Formats JSON for the documents: the short fields of a message body stay on one line."""
 
 import json
 
@@ -8,7 +8,7 @@ WIDTH = 96
 
 
 def pretty(value: object, indent: int = 0, used: int = 0) -> str:
-    """JSON on one line where it fits behind `used` columns; what follows is indented."""
+    """JSON on one line if it fits after `used` columns, else on several, indented by `indent`."""
     line = json.dumps(value, ensure_ascii=False)
     if used + len(line) < WIDTH or not isinstance(value, (dict, list)) or not value:
         return line
