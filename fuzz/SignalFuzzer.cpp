@@ -14,7 +14,7 @@
 
 #include "Fuzzing.h"
 #include "GLibOwners.h"
-#include "OthersCanLock.h"
+#include "LockState.h"
 #include "ReferenceModel.h"
 #include "SourceAPI.h"
 #include "SourceTCServer.h"
@@ -79,7 +79,7 @@ void checkState(const reference::Client &expected) {
                        name.editState, name.settingMethod}});
     }
     require(names == expected.nameMap, "the cached names are the expected ones");
-    require(othersCanLock(m_sourceUtilMutex) && othersCanLock(m_sourceAPICallbackDataMutex),
+    require(isFree(m_sourceUtilMutex) && isFree(m_sourceAPICallbackDataMutex),
             "no lock is still held");
 }
 

@@ -9,7 +9,7 @@
 #include <thread>
 
 #include "ClientTest.h"
-#include "OthersCanLock.h"
+#include "LockState.h"
 #include "RecordLayout.h"
 #include "RecordedCallback.h"
 #include "source_api.h"
@@ -209,8 +209,8 @@ TEST_F(SourceApiInterfaceTest, ListIsHandedOverOnTheCallersThreadWithNoLockHeld)
     std::thread caller([] {
         EXPECT_TRUE(sourceapi_get_sourcelist([](int key, sourceapi_source_item *item, bool last) {
             threads.push_back(std::this_thread::get_id());
-            free = free && othersCanLock(m_sourceUtilMutex) &&
-                   othersCanLock(m_sourceAPICallbackDataMutex);
+            free = free && isFree(m_sourceUtilMutex) &&
+                   isFree(m_sourceAPICallbackDataMutex);
             receive(key, item, last);
         }));
     });

@@ -68,7 +68,7 @@ const Command commands[] = {
 class SettingsCommandTest : public ClientTest, public testing::WithParamInterface<Command> {
  protected:
     static bool run() { return GetParam().call(*CSourceAPI::Get()); }
-    static bool namesAreFresh() { return CSourceAPI::m_bIntializedSourceDataMap; }
+    static bool namesAreFresh() { return ClientPeer::hasNames(); }
 
     static Json::Value request() {
         std::string text = GetParam().request;
@@ -121,7 +121,7 @@ TEST_P(SettingsCommandTest, NextNameQueryRefreshesFirstUnlessItWasAboutIcons) {
 
 TEST_P(SettingsCommandTest, StaleNamesStayStale) {
     CSourceAPI::Get();
-    CSourceAPI::m_bIntializedSourceDataMap = false;
+    ClientPeer::hasNames() = false;
     EXPECT_TRUE(run());
     EXPECT_FALSE(namesAreFresh());
 }
@@ -150,8 +150,8 @@ TEST_P(SettingsCommandTest, CallThatCannotBeMadeIsAFailureThatLeavesTheNames) {
 }
 
 TEST_P(SettingsCommandTest, GoesThroughTheOneObject) {
-    CSourceAPI other;
-    EXPECT_TRUE(GetParam().call(other));
+    const auto other = ClientPeer::makeAnother();
+    EXPECT_TRUE(GetParam().call(*other));
     EXPECT_EQ(platform.count(infoPriority, "CSourceAPI constructor"), 2);
 }
 
@@ -308,12 +308,12 @@ TEST_F(SourceSettingsTest, IconQueryLogsItsEntryFirstAtErrorLevel) {
 
 TEST_F(SourceSettingsTest, IconQueryLeavesTheNames) {
     EXPECT_TRUE(askForIcons());
-    EXPECT_TRUE(CSourceAPI::m_bIntializedSourceDataMap);
+    EXPECT_TRUE(ClientPeer::hasNames());
 }
 
 TEST_F(SourceSettingsTest, IconQueryGoesThroughTheOneObject) {
-    CSourceAPI other;
-    EXPECT_TRUE(other.GetCustomIconPath(7, sourceIcon, launcherIcons, 0));
+    const auto other = ClientPeer::makeAnother();
+    EXPECT_TRUE(other->GetCustomIconPath(7, sourceIcon, launcherIcons, 0));
     EXPECT_EQ(platform.count(infoPriority, "CSourceAPI constructor"), 2);
 }
 

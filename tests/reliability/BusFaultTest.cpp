@@ -74,7 +74,7 @@ TEST_F(BusFaultTest, ABusThatComesLateIsFoundByTheNextRequest) {
     bus.start();
     service.emplace(bus);
     EXPECT_TRUE(api->Connect(4));
-    EXPECT_TRUE(CSourceAPI::m_bHasSubscribedForEvent);
+    EXPECT_TRUE(ClientPeer::isSubscribed());
 }
 
 }  // namespace

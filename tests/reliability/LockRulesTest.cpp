@@ -8,7 +8,7 @@
 
 #include "ClientTest.h"
 #include "Event.h"
-#include "OthersCanLock.h"
+#include "LockState.h"
 #include "Threads.h"
 
 namespace {
@@ -23,9 +23,9 @@ class LockRulesTest : public ClientTest {
         service.hold();
         std::thread caller(request);
         service.waitForCalls(before + 1);
-        EXPECT_TRUE(othersCanLock(m_sourceUtilMutex));
-        EXPECT_TRUE(othersCanLock(m_sourceAPICallbackDataMutex));
-        EXPECT_TRUE(isFree(CSourceAPI::dBusHandler->m_Mutex));
+        EXPECT_TRUE(isFree(m_sourceUtilMutex));
+        EXPECT_TRUE(isFree(m_sourceAPICallbackDataMutex));
+        EXPECT_TRUE(isFree(peerOf(*ClientPeer::endpoint()).mutex));
         service.release();
         caller.join();
     }
@@ -46,7 +46,7 @@ TEST_F(LockRulesTest, NoLockIsHeldWhileTheListIsFetched) {
 
 TEST_F(LockRulesTest, NoLockIsHeldWhileTheNamesAreRefreshed) {
     CSourceAPI *const api = CSourceAPI::Get();
-    CSourceAPI::m_bIntializedSourceDataMap = false;
+    ClientPeer::hasNames() = false;
     expectNoLockDuring([api] {
         std::string name;
         EXPECT_TRUE(api->GetSourceEditName(7, name, 0));
@@ -95,9 +95,9 @@ TEST_F(LockRulesTest, NoLockIsHeldWhileTheBusIsAskedForTheService) {
     LateOwnerQuery query;
     std::thread caller([api] { EXPECT_TRUE(api->Connect(3)); });
     EXPECT_TRUE(query.waitUntilAsked());
-    EXPECT_TRUE(othersCanLock(m_sourceUtilMutex));
-    EXPECT_TRUE(othersCanLock(m_sourceAPICallbackDataMutex));
-    EXPECT_TRUE(isFree(CSourceAPI::dBusHandler->m_Mutex));
+    EXPECT_TRUE(isFree(m_sourceUtilMutex));
+    EXPECT_TRUE(isFree(m_sourceAPICallbackDataMutex));
+    EXPECT_TRUE(isFree(peerOf(*ClientPeer::endpoint()).mutex));
     query.answer();
     caller.join();
 }
@@ -107,7 +107,7 @@ TEST_F(LockRulesTest, ASubscriptionDoesNotWaitForAnothersRequest) {
     LateOwnerQuery query;
     std::thread caller([api] { EXPECT_TRUE(api->Connect(3)); });
     EXPECT_TRUE(query.waitUntilAsked());
-    CSourceAPI::m_bHasSubscribedForEvent = false;
+    ClientPeer::isSubscribed() = false;
     Event subscribed;
     platform.onLog([&](const LogLine &line) {
         if (line.text == "SubscribeSignal source_api success") {
@@ -117,7 +117,7 @@ TEST_F(LockRulesTest, ASubscriptionDoesNotWaitForAnothersRequest) {
     std::thread other([api] { EXPECT_TRUE(api->Connect(4)); });
     EXPECT_TRUE(subscribed.wait());
     // Said under the endpoint's lock, which the first request tries for a millisecond only.
-    SourceTCMutex &lock = CSourceAPI::dBusHandler->m_Mutex;
+    SourceTCMutex &lock = peerOf(*ClientPeer::endpoint()).mutex;
     EXPECT_EQ(lock.Try(waitLimit * 1000UL), 1);
     lock.Unlock();
     query.answer();
@@ -150,11 +150,11 @@ class HalfwaySubscription {
 
 TEST_F(LockRulesTest, ClosingWaitsForASubscriptionThatIsBeingMade) {
     CSourceAPI *const api = CSourceAPI::Get();
-    CSourceAPI::m_bHasSubscribedForEvent = false;
+    ClientPeer::isSubscribed() = false;
     HalfwaySubscription subscription;
     std::thread caller([api] { api->Connect(3); });
     EXPECT_TRUE(subscription.isReached());
-    const auto closing = onThread([] { CSourceAPI::m_CloseDbusConnection(); });
+    const auto closing = onThread([] { ClientPeer::disconnect(); });
     EXPECT_TRUE(staysBlocked(closing));
     EXPECT_THAT(platform.log(),
                 testing::Not(testing::Contains(InfoWith("Has subscribed for event :: "))));
@@ -164,7 +164,7 @@ TEST_F(LockRulesTest, ClosingWaitsForASubscriptionThatIsBeingMade) {
     EXPECT_THAT(platform.log(), testing::Contains(Info("SubscribeSignal source_api success")));
     EXPECT_THAT(platform.log(), testing::Contains(Info("Has subscribed for event :: [1]")));
     EXPECT_THAT(platform.log(), testing::Contains(InfoWith("UnSubscribeSignal source_api(")));
-    EXPECT_EQ(CSourceAPI::dBusHandler, nullptr);
+    EXPECT_EQ(ClientPeer::endpoint(), nullptr);
 }
 
 TEST_F(LockRulesTest, NoLockIsHeldWhileADeviceIsAskedFor) {
@@ -176,8 +176,8 @@ TEST_F(LockRulesTest, NoLockIsHeldWhileTheSettingsStoreIsRead) {
     int reads = 0;
     platform.onSettingRead([&] {
         ++reads;
-        EXPECT_TRUE(othersCanLock(m_sourceUtilMutex));
-        EXPECT_TRUE(othersCanLock(m_sourceAPICallbackDataMutex));
+        EXPECT_TRUE(isFree(m_sourceUtilMutex));
+        EXPECT_TRUE(isFree(m_sourceAPICallbackDataMutex));
     });
     std::free(CSourceAPI::Get()->GetSourceList());
     EXPECT_EQ(reads, 2);
@@ -191,8 +191,8 @@ TEST_F(LockRulesTest, TheTwoGlobalMutexesAreNeverHeldTogether) {
     std::atomic<int> cacheLockSeen{0};
     platform.onLog([&](const LogLine &) {
         ++looks;
-        const bool cache = !othersCanLock(m_sourceUtilMutex);
-        const bool callbacks = !othersCanLock(m_sourceAPICallbackDataMutex);
+        const bool cache = !isFree(m_sourceUtilMutex);
+        const bool callbacks = !isFree(m_sourceAPICallbackDataMutex);
         cacheLockSeen += cache ? 1 : 0;
         callbackLockSeen += callbacks ? 1 : 0;
         EXPECT_FALSE(cache && callbacks);
@@ -222,7 +222,7 @@ TEST_F(LockRulesTest, TheCachesAreFreeWhileCallbacksRun) {
     CSourceAPI *const api = CSourceAPI::Get();
     bool held = true;
     CSourceAPI::RegisterSourceAPICallback(
-        [](int, void *seen) { *static_cast<bool *>(seen) = !othersCanLock(m_sourceUtilMutex); },
+        [](int, void *seen) { *static_cast<bool *>(seen) = !isFree(m_sourceUtilMutex); },
         &held);
     std::free(api->GetSourceList());
     EXPECT_FALSE(held);

@@ -202,10 +202,10 @@ TEST_F(ServiceFaultTest, AnAnswerOf24MiBIsReadWhole) {
 TEST_F(ServiceFaultTest, ASignalOf64MiBIsReadWhole) {
     constexpr std::size_t size = 64U << 20U;
     GVariant *const body = g_variant_ref_sink(plainBody(listOfSize(size)));
-    SourceTCServer::m_DSignalHandler(nullptr, ":1.1", "/path", "interface", "source_api", body,
-                                     CSourceAPI::dBusHandler);
+    EndpointPeer::handleSignal(":1.1", "/path", "interface", "source_api", body,
+                                     ClientPeer::endpoint());
     g_variant_unref(body);
-    EXPECT_EQ(CSourceAPI::m_sourceItemArray[0]["uniqueKey"].asString().size(), size);
+    EXPECT_EQ(ClientPeer::list()[0]["uniqueKey"].asString().size(), size);
 }
 
 TEST_F(ServiceFaultTest, JsonNestedBeyondTheReadersLimitIsText) {
@@ -239,7 +239,7 @@ class WrongTextTest : public ServiceFaultTest, public testing::WithParamInterfac
         } else {
             EXPECT_THAT(platform.log(), Not(Contains(ErrorWith("Exception occured! ["))));
         }
-        EXPECT_EQ(CSourceAPI::dBusHandler->m_SendCount, 0U);
+        EXPECT_EQ(peerOf(*ClientPeer::endpoint()).callsInFlight, 0U);
     }
 };
 

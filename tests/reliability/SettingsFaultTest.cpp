@@ -22,7 +22,7 @@ class SettingsFaultTest : public ClientTest {
     void changeStore(std::optional<std::string> document) {
         CSourceAPI::Get();
         platform.setSourceNames(std::move(document));
-        CSourceAPI::m_bIntializedSourceDataMap = false;
+        ClientPeer::hasNames() = false;
         platform.clearLog();
     }
 
@@ -35,7 +35,7 @@ class SettingsFaultTest : public ClientTest {
 
     void expectNextDocumentWorks() {
         platform.setSourceNames(names);
-        CSourceAPI::m_bIntializedSourceDataMap = false;
+        ClientPeer::hasNames() = false;
         EXPECT_EQ(nameOf(7), "Game");
     }
 
@@ -48,7 +48,7 @@ TEST_F(SettingsFaultTest, AVanishedKeyFailsTheQueryAndIsReadAgain) {
     EXPECT_EQ(nameOf(7), std::nullopt);
     EXPECT_THAT(platform.log(), Contains(Info("fail to get db/source-list/source-name")));
     EXPECT_THAT(platform.log(), Contains(Error("Failed to get sourcemap!")));
-    EXPECT_TRUE(CSourceAPI::m_SourceDataMap.empty());
+    EXPECT_TRUE(ClientPeer::names().empty());
     platform.setSourceNames(names);
     EXPECT_EQ(nameOf(7), "Game");
 }
@@ -59,7 +59,7 @@ TEST_F(SettingsFaultTest, RubbishIsAnEmptyMapThatIsNotReadAgain) {
         EXPECT_EQ(nameOf(7), std::nullopt) << rubbish;
         EXPECT_THAT(platform.log(), Contains(Info("nothing to parse"))) << rubbish;
         EXPECT_THAT(platform.log(), Contains(Info("get GetSourceEditName fail[7][0]")));
-        EXPECT_TRUE(CSourceAPI::m_bIntializedSourceDataMap);
+        EXPECT_TRUE(ClientPeer::hasNames());
         const std::size_t reads = platform.settingReads().size();
         EXPECT_EQ(nameOf(7), std::nullopt);
         EXPECT_EQ(platform.settingReads().size(), reads);
@@ -82,8 +82,8 @@ TEST_F(SettingsFaultTest, AWrongTypeSurfacesInTheQueryAndTheCacheStays) {
     EXPECT_THROW(CSourceAPI::Get()->GetSourceDeviceType(7, &type, 0), Json::Exception);
     EXPECT_EQ(name, "old");
     EXPECT_EQ(type, 99U);
-    EXPECT_EQ(CSourceAPI::m_SourceDataMap.size(), 2U);
-    EXPECT_FALSE(CSourceAPI::m_bIntializedSourceDataMap);
+    EXPECT_EQ(ClientPeer::names().size(), 2U);
+    EXPECT_FALSE(ClientPeer::hasNames());
     expectNextDocumentWorks();
 }
 

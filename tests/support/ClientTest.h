@@ -10,8 +10,7 @@
 
 #include "FakePlatform.h"
 #include "FakeService.h"
-#include "SourceAPI.h"
-#include "SourceTCServer.h"
+#include "SourceApiPeer.h"
 #include "TestBus.h"
 
 class ClientTest : public testing::Test {

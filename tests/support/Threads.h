@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "FakePlatform.h"
+#include "LockState.h"
 #include "SourceTCHandler.h"
 #include "TestBus.h"
 
@@ -48,9 +49,9 @@ gint64 shortestTimeOf(const Work &work) {
 }
 
 // A lock that another thread holds until release().
-class HeldElsewhere {
+class LockHolder {
  public:
-    explicit HeldElsewhere(SourceTCMutex &mutex) {
+    explicit LockHolder(SourceTCMutex &mutex) {
         std::promise<void> held;
         m_thread = std::thread([&] {
             mutex.Lock();
@@ -60,9 +61,9 @@ class HeldElsewhere {
         });
         held.get_future().wait();
     }
-    ~HeldElsewhere() { release(); }
-    HeldElsewhere(const HeldElsewhere &) = delete;
-    HeldElsewhere &operator=(const HeldElsewhere &) = delete;
+    ~LockHolder() { release(); }
+    LockHolder(const LockHolder &) = delete;
+    LockHolder &operator=(const LockHolder &) = delete;
 
     void release() {
         if (m_thread.joinable()) {
@@ -76,29 +77,19 @@ class HeldElsewhere {
     std::thread m_thread;
 };
 
-// Whether no other thread holds the lock.
-inline bool isFree(SourceTCMutex &mutex) {
-    return onThread([&] {
-               const bool taken = mutex.Try(0) == 1;
-               mutex.Unlock();
-               return taken;
-           })
-        .get();
-}
-
 // Waits for one line of the log.
-class AwaitedLine {
+class LogLineWaiter {
  public:
-    explicit AwaitedLine(const std::string &text) {
+    explicit LogLineWaiter(const std::string &text) {
         FakePlatform::get().onLog([text, state = m_state](const LogLine &line) {
             if (line.text == text) {
                 std::call_once(state->once, [&] { state->logged.set_value(); });
             }
         });
     }
-    ~AwaitedLine() { FakePlatform::get().onLog(nullptr); }
-    AwaitedLine(const AwaitedLine &) = delete;
-    AwaitedLine &operator=(const AwaitedLine &) = delete;
+    ~LogLineWaiter() { FakePlatform::get().onLog(nullptr); }
+    LogLineWaiter(const LogLineWaiter &) = delete;
+    LogLineWaiter &operator=(const LogLineWaiter &) = delete;
 
     bool comes() const { return ends(m_future); }
 

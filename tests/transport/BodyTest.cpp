@@ -11,7 +11,7 @@
 
 #include "FakePlatform.h"
 #include "FakeService.h"
-#include "SourceTCServer.h"
+#include "SourceApiPeer.h"
 
 using testing::AllOf;
 using testing::ElementsAre;
@@ -49,7 +49,7 @@ struct Outputs {
     Outputs &operator=(const Outputs &) = delete;
 
     int read(GVariant *body) {
-        return SourceTCServer::m_AnalyseMsg(body, &name, &number, &auxText, &text, &buffer, &size);
+        return EndpointPeer::decode(body, &name, &number, &auxText, &text, &buffer, &size);
     }
     bool textsUntouched() const {
         return name == untouched.data() && auxText == untouched.data() &&
@@ -133,9 +133,8 @@ TEST_F(BodyTest, TextsNobodyAskedForAreLeftOut) {
         std::unique_ptr<unsigned char[]> buffer;
         unsigned char *bytes = nullptr;
         unsigned int size = 0;
-        EXPECT_EQ(SourceTCServer::m_AnalyseMsg(body.get(), nullptr, &number, nullptr, nullptr,
-                                               &bytes, &size),
-                  1);
+        EXPECT_EQ(
+            EndpointPeer::decode(body.get(), nullptr, &number, nullptr, nullptr, &bytes, &size), 1);
         buffer.reset(bytes);
         EXPECT_EQ(number, 5U);
     }
@@ -145,9 +144,9 @@ TEST_F(BodyTest, BufferOutputsMayBeMissingWhereNoBufferComes) {
     for (const Body &body : {owned(plainBody("text", 5)), owned(bufferBody("text", {0}, 5)),
                              owned(bufferBody("text", {}, 5))}) {
         unsigned int number = 0;
-        EXPECT_EQ(SourceTCServer::m_AnalyseMsg(body.get(), nullptr, &number, nullptr, nullptr,
-                                               nullptr, nullptr),
-                  1);
+        EXPECT_EQ(
+            EndpointPeer::decode(body.get(), nullptr, &number, nullptr, nullptr, nullptr, nullptr),
+            1);
         EXPECT_EQ(number, 5U);
     }
 }
@@ -193,9 +192,8 @@ TEST_P(OtherBodyTest, LeavesEveryOutputAloneAndIsNoFailure) {
     EXPECT_TRUE(outputs.bufferUntouched());
     expectTypeLogged(g_variant_get_type_string(body.get()));
     // Not even the number needs a place.
-    EXPECT_EQ(SourceTCServer::m_AnalyseMsg(body.get(), nullptr, nullptr, nullptr, nullptr, nullptr,
-                                           nullptr),
-              1);
+    EXPECT_EQ(
+        EndpointPeer::decode(body.get(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), 1);
 }
 
 INSTANTIATE_TEST_SUITE_P(Types, OtherBodyTest,

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "FakePlatform.h"
+#include "MessageBuffer.h"
 #include "ObjectLayout.h"
 #include "SourceTCMessage.h"
 
@@ -17,18 +18,6 @@ using testing::IsEmpty;
 namespace {
 
 constexpr const char *generated = "{\n\t\"a\" : 1\n}";
-
-using Bytes = std::vector<unsigned char>;
-
-Bytes bytesOf(const SourceTCMessage &message) {
-    unsigned char *data = nullptr;
-    const unsigned int size = message.GetBuffer(data);
-    return data != nullptr ? Bytes(data, data + size) : Bytes();
-}
-
-void setBytes(SourceTCMessage &message, const Bytes &bytes) {
-    message.SetBuffer(bytes.data(), static_cast<unsigned int>(bytes.size()));
-}
 
 void expectNoBuffer(const SourceTCMessage &message) {
     EXPECT_EQ(message.m_Buffer, nullptr);

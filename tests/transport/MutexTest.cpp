@@ -7,7 +7,7 @@
 #include "FakePlatform.h"
 #include "GLibSpy.h"
 #include "ObjectLayout.h"
-#include "SourceTCHandler.h"
+#include "SourceApiPeer.h"
 #include "Threads.h"
 
 using testing::AllOf;
@@ -24,30 +24,32 @@ class MutexTest : public testing::Test {
     FakePlatform &platform = FakePlatform::get();
     GLibSpy &glib = GLibSpy::get();
     SourceTCMutex mutex;
+    MutexPeer peer = peerOf(mutex);
+    SemaphorePeer semaphore = peerOf(peer.semaphore);
 };
 
 TEST_F(MutexTest, IsFreeOnceCreated) {
-    EXPECT_EQ(mutex.m_Owner, nullptr);
-    EXPECT_EQ(mutex.m_Semaphore.m_Count, 1);
+    EXPECT_EQ(peer.owner, nullptr);
+    EXPECT_EQ(semaphore.count, 1);
     EXPECT_TRUE(isFree(mutex));
 }
 
 TEST_F(MutexTest, LockMakesTheCallerItsOwner) {
     mutex.Lock();
-    EXPECT_EQ(mutex.m_Owner, g_thread_self());
-    EXPECT_EQ(mutex.m_LockCount, 1);
-    EXPECT_EQ(mutex.m_Semaphore.m_Count, 0);
+    EXPECT_EQ(peer.owner, g_thread_self());
+    EXPECT_EQ(peer.lockCount, 1);
+    EXPECT_EQ(semaphore.count, 0);
     EXPECT_FALSE(isFree(mutex));
     mutex.Unlock();
-    EXPECT_EQ(mutex.m_Owner, nullptr);
-    EXPECT_EQ(mutex.m_Semaphore.m_Count, 1);
+    EXPECT_EQ(peer.owner, nullptr);
+    EXPECT_EQ(semaphore.count, 1);
     EXPECT_TRUE(isFree(mutex));
 }
 
 TEST_F(MutexTest, TryMakesTheCallerItsOwner) {
     EXPECT_EQ(mutex.Try(0), 1);
-    EXPECT_EQ(mutex.m_Owner, g_thread_self());
-    EXPECT_EQ(mutex.m_LockCount, 1);
+    EXPECT_EQ(peer.owner, g_thread_self());
+    EXPECT_EQ(peer.lockCount, 1);
     EXPECT_FALSE(isFree(mutex));
     mutex.Unlock();
     EXPECT_TRUE(isFree(mutex));
@@ -58,8 +60,8 @@ TEST_F(MutexTest, TheOwnerGetsItAgainAtOnce) {
     mutex.Lock();
     EXPECT_EQ(mutex.Try(0), 1);
     EXPECT_EQ(mutex.Try(TKestrel_INFINITY), 1);
-    EXPECT_EQ(mutex.m_LockCount, 4);
-    EXPECT_EQ(mutex.m_Semaphore.m_Count, 0);
+    EXPECT_EQ(peer.lockCount, 4);
+    EXPECT_EQ(semaphore.count, 0);
 }
 
 TEST_F(MutexTest, AnotherThreadGetsItOnlyAfterAsManyUnlocks) {
@@ -68,7 +70,7 @@ TEST_F(MutexTest, AnotherThreadGetsItOnlyAfterAsManyUnlocks) {
     mutex.Try(0);
     auto locking = onThread([&] {
         mutex.Lock();
-        const bool owned = mutex.m_Owner == g_thread_self() && mutex.m_LockCount == 1;
+        const bool owned = peer.owner == g_thread_self() && peer.lockCount == 1;
         mutex.Unlock();
         return owned;
     });
@@ -81,13 +83,13 @@ TEST_F(MutexTest, AnotherThreadGetsItOnlyAfterAsManyUnlocks) {
 }
 
 TEST_F(MutexTest, TryFailsAfterItsMicrosecondsWhileAnotherThreadHoldsIt) {
-    const HeldElsewhere held(mutex);
-    GThread *const owner = mutex.m_Owner;
+    const LockHolder held(mutex);
+    GThread *const owner = peer.owner;
     const gint64 elapsed = shortestTimeOf([&] { EXPECT_EQ(mutex.Try(10000), 0); });
     EXPECT_GE(elapsed, 10000);
     EXPECT_LT(elapsed, 5 * G_USEC_PER_SEC);
-    EXPECT_EQ(mutex.m_Owner, owner);
-    EXPECT_EQ(mutex.m_LockCount, 1);
+    EXPECT_EQ(peer.owner, owner);
+    EXPECT_EQ(peer.lockCount, 1);
 }
 
 TEST_F(MutexTest, TryWithoutLimitWaitsForTheOwner) {
@@ -103,18 +105,18 @@ TEST_F(MutexTest, TryWithoutLimitWaitsForTheOwner) {
 }
 
 TEST_F(MutexTest, UnlockByAThreadThatDoesNotHoldItIsIgnoredSilently) {
-    const HeldElsewhere held(mutex);
-    GThread *const owner = mutex.m_Owner;
+    const LockHolder held(mutex);
+    GThread *const owner = peer.owner;
     mutex.Unlock();
-    EXPECT_EQ(mutex.m_Owner, owner);
-    EXPECT_EQ(mutex.m_LockCount, 1);
+    EXPECT_EQ(peer.owner, owner);
+    EXPECT_EQ(peer.lockCount, 1);
     EXPECT_EQ(mutex.Try(0), 0);
     EXPECT_THAT(platform.log(), IsEmpty());
 }
 
 TEST_F(MutexTest, UnlockOfAFreeLockAddsNoSecondUnit) {
     mutex.Unlock();
-    EXPECT_EQ(mutex.m_Semaphore.m_Count, 1);
+    EXPECT_EQ(semaphore.count, 1);
     EXPECT_THAT(platform.log(), IsEmpty());
 }
 
@@ -139,14 +141,14 @@ TEST_F(MutexTest, CreatingAnewForgetsTheOwner) {
     mutex.Lock();
     mutex.Destroy();
     EXPECT_EQ(mutex.Create(), 1);
-    EXPECT_EQ(mutex.m_Owner, nullptr);
+    EXPECT_EQ(peer.owner, nullptr);
     EXPECT_TRUE(isFree(mutex));
 }
 
 TEST_F(MutexTest, DestroyingTwiceIsHarmless) {
     mutex.Destroy();
     mutex.Destroy();
-    EXPECT_EQ(mutex.m_Semaphore.m_EventMutex, nullptr);
+    EXPECT_EQ(semaphore.mutex, nullptr);
     EXPECT_THAT(platform.log(),
                 ElementsAre(AllOf(Error(""), From("SourceTCHandler.cpp", "Destroy"))));
 }
@@ -154,15 +156,15 @@ TEST_F(MutexTest, DestroyingTwiceIsHarmless) {
 TEST_F(MutexTest, DestroyingWhatWasNeverCreatedDoesNothing) {
     SourceTCMutex unused;
     unused.Destroy();
-    EXPECT_EQ(unused.m_Semaphore.m_EventMutex, nullptr);
-    EXPECT_EQ(unused.m_Semaphore.m_EventCond, nullptr);
+    EXPECT_EQ(peerOf(peerOf(unused).semaphore).mutex, nullptr);
+    EXPECT_EQ(peerOf(peerOf(unused).semaphore).condition, nullptr);
     EXPECT_THAT(platform.log(), IsEmpty());
 }
 
 TEST_F(MutexTest, TryOnALockThatWasNeverCreatedFailsAndSaysWhy) {
     SourceTCMutex unused;
     EXPECT_EQ(unused.Try(1000), 0);
-    EXPECT_EQ(unused.m_Owner, nullptr);
+    EXPECT_EQ(peerOf(unused).owner, nullptr);
     EXPECT_THAT(platform.log(), ElementsAre(Error("m_EventMutex is NULL")));
 }
 
@@ -174,7 +176,7 @@ TEST_F(MutexTest, CreateWithoutMemoryReportsSuccess) {
         EXPECT_TRUE(failure.happened());
     }
     EXPECT_THAT(platform.log(), ElementsAre(Error("can't allocate memory")));
-    EXPECT_EQ(poor.m_Owner, nullptr);
+    EXPECT_EQ(peerOf(poor).owner, nullptr);
     EXPECT_EQ(poor.Try(0), 0);
     poor.Destroy();
 }
@@ -184,8 +186,8 @@ TEST_F(MutexTest, TheDestructorReleasesNothing) {
     {
         SourceTCMutex abandoned;
         abandoned.Create();
-        remains.m_EventMutex = abandoned.m_Semaphore.m_EventMutex;
-        remains.m_EventCond = abandoned.m_Semaphore.m_EventCond;
+        peerOf(remains).mutex = peerOf(peerOf(abandoned).semaphore).mutex;
+        peerOf(remains).condition = peerOf(peerOf(abandoned).semaphore).condition;
     }
     EXPECT_THAT(platform.log(), IsEmpty());
     remains.Give();
@@ -199,7 +201,7 @@ TEST_F(MutexTest, ItsVirtualOperationsAreTheDestructorAndDestroy) {
 }
 
 TEST_F(MutexTest, ItsMembersLieInOrder) {
-    EXPECT_TRUE(areInOrder(&mutex.m_Semaphore, &mutex.m_Owner, &mutex.m_LockCount));
+    EXPECT_TRUE(areInOrder(&peer.semaphore, &peer.owner, &peer.lockCount));
 }
 
 }  // namespace

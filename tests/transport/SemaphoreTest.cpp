@@ -10,7 +10,7 @@
 #include "FakePlatform.h"
 #include "GLibSpy.h"
 #include "ObjectLayout.h"
-#include "SourceTCHandler.h"
+#include "SourceApiPeer.h"
 #include "Threads.h"
 
 using testing::AllOf;
@@ -24,7 +24,7 @@ namespace {
 class SemaphoreTest : public testing::Test {
  protected:
     ~SemaphoreTest() override {
-        if (semaphore.m_EventMutex != nullptr) {
+        if (peer.mutex != nullptr) {
             semaphore.Destroy();
         }
     }
@@ -40,14 +40,15 @@ class SemaphoreTest : public testing::Test {
 
     // Wakes a waiter without giving it anything.
     void wakeInVain() {
-        g_mutex_lock(semaphore.m_EventMutex);
-        g_cond_signal(semaphore.m_EventCond);
-        g_mutex_unlock(semaphore.m_EventMutex);
+        g_mutex_lock(peer.mutex);
+        g_cond_signal(peer.condition);
+        g_mutex_unlock(peer.mutex);
     }
 
     FakePlatform &platform = FakePlatform::get();
     GLibSpy &glib = GLibSpy::get();
     SourceTCSemaphore semaphore;
+    SemaphorePeer peer = peerOf(semaphore);
 };
 
 TEST(InfinityTest, IsTheLargestUnsigned32BitNumberAndReadOnly) {
@@ -57,15 +58,15 @@ TEST(InfinityTest, IsTheLargestUnsigned32BitNumberAndReadOnly) {
 }
 
 TEST_F(SemaphoreTest, IsConstructedWithoutMutexAndCondition) {
-    EXPECT_EQ(semaphore.m_EventMutex, nullptr);
-    EXPECT_EQ(semaphore.m_EventCond, nullptr);
+    EXPECT_EQ(peer.mutex, nullptr);
+    EXPECT_EQ(peer.condition, nullptr);
 }
 
 TEST_F(SemaphoreTest, CreateReturnsOneAndSetsTheUnits) {
     EXPECT_EQ(semaphore.Create(3), 1);
-    EXPECT_EQ(semaphore.m_Count, 3);
-    EXPECT_NE(semaphore.m_EventMutex, nullptr);
-    EXPECT_NE(semaphore.m_EventCond, nullptr);
+    EXPECT_EQ(peer.count, 3);
+    EXPECT_NE(peer.mutex, nullptr);
+    EXPECT_NE(peer.condition, nullptr);
     EXPECT_EQ(unitsIn(), 3);
     EXPECT_THAT(platform.log(), IsEmpty());
 }
@@ -73,7 +74,7 @@ TEST_F(SemaphoreTest, CreateReturnsOneAndSetsTheUnits) {
 TEST_F(SemaphoreTest, TakeTakesOneUnit) {
     semaphore.Create(2);
     semaphore.Take();
-    EXPECT_EQ(semaphore.m_Count, 1);
+    EXPECT_EQ(peer.count, 1);
 }
 
 TEST_F(SemaphoreTest, TakeWaitsForAUnit) {
@@ -82,7 +83,7 @@ TEST_F(SemaphoreTest, TakeWaitsForAUnit) {
     EXPECT_TRUE(staysBlocked(taking));
     semaphore.Give();
     ASSERT_TRUE(ends(taking));
-    EXPECT_EQ(semaphore.m_Count, 0);
+    EXPECT_EQ(peer.count, 0);
 }
 
 TEST_F(SemaphoreTest, TakeThatIsWokenInVainWaitsOn) {
@@ -94,7 +95,7 @@ TEST_F(SemaphoreTest, TakeThatIsWokenInVainWaitsOn) {
     EXPECT_TRUE(staysBlocked(taking));
     semaphore.Give();
     ASSERT_TRUE(ends(taking));
-    EXPECT_EQ(semaphore.m_Count, 0);
+    EXPECT_EQ(peer.count, 0);
 }
 
 TEST_F(SemaphoreTest, ANegativeCountMustBeMadeUpForFirst) {
@@ -116,7 +117,7 @@ TEST_F(SemaphoreTest, GiveWakesOneWaiterNotAll) {
     semaphore.Create(0);
     glib.watch();
     semaphore.Give();
-    EXPECT_THAT(glib.wakeUpsOf(semaphore.m_EventCond), ElementsAre(GLibSpy::WakeUp::one));
+    EXPECT_THAT(glib.wakeUpsOf(peer.condition), ElementsAre(GLibSpy::WakeUp::one));
 }
 
 TEST_F(SemaphoreTest, GiveLetsExactlyOneWaiterThrough) {
@@ -141,7 +142,7 @@ TEST_F(SemaphoreTest, TryTakesAUnitThatIsThereWithoutWaiting) {
     semaphore.Create(1);
     glib.watch();
     EXPECT_EQ(semaphore.Try(1000), 1);
-    EXPECT_EQ(semaphore.m_Count, 0);
+    EXPECT_EQ(peer.count, 0);
     EXPECT_THAT(glib.clockReadings(), IsEmpty());
 }
 
@@ -150,7 +151,7 @@ TEST_F(SemaphoreTest, TryWithoutTimeWaitsOnceForADeadlineThatIsPast) {
     glib.watch();
     EXPECT_EQ(semaphore.Try(0), 0);
     EXPECT_THAT(glib.clockReadings(), SizeIs(1));
-    EXPECT_EQ(semaphore.m_Count, 0);
+    EXPECT_EQ(peer.count, 0);
     EXPECT_THAT(platform.log(), IsEmpty());
 }
 
@@ -171,7 +172,7 @@ TEST_F(SemaphoreTest, TryTakesAUnitThatIsGivenWhileItWaits) {
     EXPECT_TRUE(ends(waiting.get_future()));
     semaphore.Give();
     EXPECT_EQ(trying.get(), 1);
-    EXPECT_EQ(semaphore.m_Count, 0);
+    EXPECT_EQ(peer.count, 0);
 }
 
 TEST_F(SemaphoreTest, EveryWakeUpInVainStartsAFullTimeoutAgain) {
@@ -210,7 +211,7 @@ TEST_F(SemaphoreTest, TryWithoutLimitWaitsAsTakeDoes) {
     EXPECT_THAT(glib.clockReadings(), IsEmpty());
     semaphore.Give();
     EXPECT_EQ(trying.get(), 1);
-    EXPECT_EQ(semaphore.m_Count, 0);
+    EXPECT_EQ(peer.count, 0);
 }
 
 TEST_F(SemaphoreTest, TryWithALimitReportsAMissingMutex) {
@@ -258,8 +259,8 @@ TEST_F(SemaphoreTest, DestroyLogsAnEmptyTextAndNullsThePointers) {
     semaphore.Destroy();
     EXPECT_THAT(platform.log(),
                 ElementsAre(AllOf(Error(""), From("SourceTCHandler.cpp", "Destroy"))));
-    EXPECT_EQ(semaphore.m_EventMutex, nullptr);
-    EXPECT_EQ(semaphore.m_EventCond, nullptr);
+    EXPECT_EQ(peer.mutex, nullptr);
+    EXPECT_EQ(peer.condition, nullptr);
 }
 
 TEST_F(SemaphoreTest, CanBeCreatedAgainOnceDestroyed) {
@@ -275,8 +276,8 @@ TEST_F(SemaphoreTest, TheDestructorReleasesNothing) {
     {
         SourceTCSemaphore abandoned;
         abandoned.Create(1);
-        mutex = abandoned.m_EventMutex;
-        condition = abandoned.m_EventCond;
+        mutex = peerOf(abandoned).mutex;
+        condition = peerOf(abandoned).condition;
     }
     EXPECT_THAT(platform.log(), IsEmpty());
     // Both are still good, and are the test's to release.
@@ -299,8 +300,8 @@ TEST_P(SemaphoreWithoutMemoryTest, CreateLogsButReportsSuccessAndLeavesBothPoint
     }
     EXPECT_THAT(platform.log(), ElementsAre(AllOf(Error("can't allocate memory"),
                                                   From("SourceTCHandler.cpp", "Create"))));
-    EXPECT_EQ(semaphore.m_EventMutex, nullptr);
-    EXPECT_EQ(semaphore.m_EventCond, nullptr);
+    EXPECT_EQ(peer.mutex, nullptr);
+    EXPECT_EQ(peer.condition, nullptr);
     EXPECT_EQ(semaphore.Try(0), 0);
 }
 
@@ -312,7 +313,7 @@ TEST_F(SemaphoreTest, ItsVirtualOperationsAreTheDestructorAndDestroy) {
 }
 
 TEST_F(SemaphoreTest, ItsMembersLieInOrder) {
-    EXPECT_TRUE(areInOrder(&semaphore.m_Count, &semaphore.m_EventMutex, &semaphore.m_EventCond));
+    EXPECT_TRUE(areInOrder(&peer.count, &peer.mutex, &peer.condition));
 }
 
 }  // namespace

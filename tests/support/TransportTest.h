@@ -16,7 +16,7 @@
 #include "FakePlatform.h"
 #include "FakeService.h"
 #include "GLibSpy.h"
-#include "SourceTCServer.h"
+#include "SourceApiPeer.h"
 #include "TestBus.h"
 #include "Threads.h"
 
@@ -44,7 +44,7 @@ class TransportTest : public testing::Test {
     // Opens the endpoint, ends the bus and waits until the endpoint's connection has noticed.
     void openOnALostBus() {
         open();
-        GDBusConnection *const connection = endpoint.m_Connection;
+        GDBusConnection *const connection = peer.connection;
         bus.stop();
         ASSERT_TRUE(iterateUntil([=] { return g_dbus_connection_is_closed(connection) != FALSE; }));
     }
@@ -64,6 +64,7 @@ class TransportTest : public testing::Test {
     FakePlatform &platform = FakePlatform::get();
     GLibSpy &glib = GLibSpy::get();
     SourceTCServer endpoint{"source_api", SourceTCServer::PROXY};
+    EndpointPeer peer = peerOf(endpoint);
 };
 
 #endif

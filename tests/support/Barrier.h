@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-#ifndef TESTS_RENDEZVOUS_H
-#define TESTS_RENDEZVOUS_H
+#ifndef TESTS_BARRIER_H
+#define TESTS_BARRIER_H
 
 #include <gtest/gtest.h>
 
@@ -12,13 +12,13 @@
 
 #include "TestBus.h"
 
-// A place where threads wait for each other.
-class Rendezvous {
+// A point that threads pass together: each waits until `expected` threads have arrived.
+class Barrier {
  public:
-    explicit Rendezvous(int expected) : m_missing(expected) {}
+    explicit Barrier(int expected) : m_missing(expected) {}
 
-    // Returns once everybody is there. The test fails when the limit passed first.
-    void arrive() {
+    // Fails the test when the others do not arrive within the limit.
+    void arriveAndWait() {
         std::unique_lock<std::mutex> lock(m_mutex);
         --m_missing;
         m_changed.notify_all();

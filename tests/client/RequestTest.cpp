@@ -1,0 +1,107 @@
+// SPDX-FileCopyrightText: The source-api authors
+// SPDX-License-Identifier: Apache-2.0
+
+// One request to the service, and why it can fail.
+#include "ConnectionTest.h"
+#include "LockState.h"
+
+using testing::Contains;
+using testing::Each;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+namespace {
+
+class RequestTest : public ConnectionTest {};
+
+TEST_F(RequestTest, RequestIsOneSynchronousCallToTheService) {
+    SourceTCMessage reply;
+    service.reply(R"({"return_data":[1]})");
+    EXPECT_TRUE(exchange(reply));
+    EXPECT_EQ(reply.m_JsonRoot["return_data"], parsedJson("[1]"));
+    ASSERT_THAT(service.calls(), SizeIs(1));
+    const ReceivedCall call = service.lastCall();
+    EXPECT_EQ(call.destination, "source_service.message");
+    EXPECT_EQ(call.path, "/source_service/message");
+    EXPECT_EQ(call.interface, "source_service.message");
+    EXPECT_EQ(call.member, "SendMessage");
+    EXPECT_EQ(call.bodyType, "(suss)");
+    EXPECT_EQ(call.sender, "source_api");
+    EXPECT_EQ(call.number, 0U);
+    EXPECT_EQ(call.auxText, "");
+    EXPECT_THAT(platform.log(),
+                Contains(ErrorWith("send message to source_service(source_service.message), "
+                                   "sync : true, reply : 0x")));
+}
+
+TEST_F(RequestTest, RequestOnAGoodConnectionLogsItsEntryOnlyAtErrorLevel) {
+    CSourceAPI::Get();
+    platform.clearLog();
+    EXPECT_TRUE(exchange());
+    EXPECT_THAT(clientLog(), ElementsAre(Error("m_SendMessageSync")));
+    EXPECT_THAT(clientLog(), Each(From("SourceAPI.cpp", "m_SendMessageSync")));
+}
+
+TEST_F(RequestTest, RequestFailsAtOnceWhileTheServiceIsAway) {
+    CSourceAPI::Get();
+    service.releaseName();
+    platform.clearLog();
+    EXPECT_FALSE(exchange());
+    EXPECT_THAT(platform.log(),
+                ElementsAre(Error("m_SendMessageSync"),
+                            Error("source-service server is not available yet!!!")));
+    EXPECT_THAT(platform.waits(), IsEmpty());
+    EXPECT_THAT(service.calls(), IsEmpty());
+}
+
+TEST_F(RequestTest, ServiceUnderAnotherNameIsNotTheService) {
+    service.releaseName();
+    const FakeService other(bus, "source_service.other");
+    EXPECT_FALSE(exchange());
+    EXPECT_THAT(other.calls(), IsEmpty());
+    EXPECT_EQ(platform.count(errorPriority, "source-service server is not available yet!!!"), 1);
+}
+
+TEST_F(RequestTest, RefusedCallIsAFailedRequestWithoutAFurtherLine) {
+    CSourceAPI::Get();
+    service.replyWithError("test.Error.Refused", "not today");
+    platform.clearLog();
+    EXPECT_FALSE(exchange());
+    EXPECT_THAT(clientLog(), ElementsAre(Error("m_SendMessageSync")));
+    EXPECT_THAT(platform.log(), Contains(ErrorWith("not today")));
+    EXPECT_THAT(service.calls(), SizeIs(1));
+}
+
+TEST_F(RequestTest, LostBusMakesEveryRequestFailAtOnceForGood) {
+    CSourceAPI::Get();
+    const SourceTCServer *const endpoint = ClientPeer::endpoint();
+    loseBus();
+    bus.start();
+    const FakeService again(bus);
+    for (int request = 0; request < 2; ++request) {
+        platform.clearLog();
+        EXPECT_FALSE(exchange());
+        EXPECT_THAT(platform.log(),
+                    ElementsAre(Error("m_SendMessageSync"), Error("dbus connection is not open"),
+                                Error("source-service server is not available yet!!!")));
+    }
+    EXPECT_EQ(ClientPeer::endpoint(), endpoint);
+    EXPECT_THAT(again.calls(), IsEmpty());
+}
+
+TEST_F(RequestTest, NeitherLockIsHeldOverARequest) {
+    CSourceAPI::Get();
+    bool cachesFree = false;
+    bool callbacksFree = false;
+    service.replyWith([&](const ReceivedCall & /*call*/) {
+        cachesFree = isFree(m_sourceUtilMutex);
+        callbacksFree = isFree(m_sourceAPICallbackDataMutex);
+        return plainBody(R"({"return_data":true})");
+    });
+    EXPECT_TRUE(connectToThree());
+    EXPECT_TRUE(cachesFree);
+    EXPECT_TRUE(callbacksFree);
+}
+
+}  // namespace

@@ -1,0 +1,98 @@
+// SPDX-FileCopyrightText: The source-api authors
+// SPDX-License-Identifier: Apache-2.0
+
+// Fixtures for tests of the client's connection to the service: one with the bus and the service
+// running, one without a bus.
+#ifndef TESTS_CONNECTION_TEST_H
+#define TESTS_CONNECTION_TEST_H
+
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "ClientTest.h"
+
+inline bool connectToThree() {
+    return CSourceAPI::Get()->Connect(3);
+}
+
+// What the client itself logged, without the lines of the transport below it.
+inline std::vector<LogLine> clientLog() {
+    std::vector<LogLine> lines;
+    for (const LogLine &line : FakePlatform::get().log()) {
+        if (line.file == "SourceAPI.cpp") {
+            lines.push_back(line);
+        }
+    }
+    return lines;
+}
+
+// Matches the only line that the deletion of an endpoint leaves in the log.
+inline const auto endpointDeleted = From("SourceTCHandler.cpp", "Destroy");
+
+// How many change signals the client handles when the service emits one. Each of them makes the
+// client fetch the list.
+inline int handledOfOneSignal(FakeService &service) {
+    // Everything that the client has subscribed is in place when a signal of the test came through.
+    EXPECT_TRUE(deliverSignalsOf(service.connection()));
+    const int before = service.countOf("UtilGetSourceList");
+    service.emitChange(R"({"return_data":""})");
+    EXPECT_TRUE(deliverSignalsOf(service.connection()));
+    return service.countOf("UtilGetSourceList") - before;
+}
+
+class ConnectionTest : public ClientTest {
+ protected:
+    // The next attempt to subscribe meets an endpoint without a bus connection.
+    void failNextSubscription() {
+        platform.onLog([this](const LogLine &line) {
+            if (line.function == "m_SubscribeSignal") {
+                m_connection = std::exchange(peerOf(*ClientPeer::endpoint()).connection, nullptr);
+            } else if (line.function == "SubscribeSignal") {
+                peerOf(*ClientPeer::endpoint()).connection = m_connection;
+                platform.onLog(nullptr);
+            }
+        });
+    }
+
+    // Ends the bus daemon and returns once the client's connection is closed.
+    void loseBus() {
+        const BusConnection shared = sharedConnection();
+        bus.stop();
+        EXPECT_TRUE(
+            iterateUntil([&] { return g_dbus_connection_is_closed(shared.get()) != FALSE; }));
+    }
+
+    bool exchange(SourceTCMessage &reply) {
+        SourceTCMessage request;
+        request.m_JsonRoot["method"] = "Hello";
+        return ClientPeer::send(request, reply);
+    }
+    bool exchange() {
+        SourceTCMessage reply;
+        return exchange(reply);
+    }
+
+ private:
+    GDBusConnection *m_connection = nullptr;
+};
+
+class ConnectionWithoutBusTest : public testing::Test {
+ protected:
+    ConnectionWithoutBusTest() {
+        bus.stop();
+        platform.setSourceNames("[]");
+    }
+    ~ConnectionWithoutBusTest() override { platform.onLog(nullptr); }
+
+    void startBus() {
+        bus.start();
+        service.emplace(bus);
+    }
+
+    TestBus bus;
+    std::optional<FakeService> service;
+    FakePlatform &platform = FakePlatform::get();
+};
+
+#endif

@@ -1,0 +1,92 @@
+// SPDX-FileCopyrightText: The source-api authors
+// SPDX-License-Identifier: Apache-2.0
+
+// A fixture for tests of change callbacks.
+#ifndef TESTS_NOTIFICATION_TEST_H
+#define TESTS_NOTIFICATION_TEST_H
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "ClientTest.h"
+
+// Every call of `first` and `second` in order: the function's name and the value.
+inline std::vector<std::pair<std::string, int>> calls;
+
+inline void first(int value, void * /*userData*/) {
+    calls.emplace_back("first", value);
+}
+
+inline void second(int value, void * /*userData*/) {
+    calls.emplace_back("second", value);
+}
+
+// Runs a std::function as a change callback.
+inline void run(int value, void *function) {
+    (*static_cast<std::function<void(int)> *>(function))(value);
+}
+
+inline std::string shown(const void *pointer) {
+    std::array<char, 32> text{};
+    std::snprintf(text.data(), text.size(), "%p", pointer);
+    return text.data();
+}
+
+inline std::string shown(void (*function)(int, void *)) {
+    return shown(reinterpret_cast<void *>(function));
+}
+
+class NotificationTest : public ClientTest {
+ protected:
+    NotificationTest() {
+        CSourceAPI::Get();
+        platform.clearLog();
+        calls.clear();
+    }
+
+    // The change signal, as the service sends it, and as far as the client has handled it.
+    void change(const std::string &list, int result) {
+        signal(R"({"method":"SourceListChanged","return_data":)" + list + R"(,"data":{"result":)" +
+               std::to_string(result) + "}}");
+    }
+    void signal(const std::string &text) {
+        letTheBusCatchUp();
+        service.emitChange(text);
+        ASSERT_TRUE(deliverSignalsOf(service.connection()));
+    }
+    void handle(const std::string &text) {
+        SourceTCMessage message;
+        message.SetMessage(text);
+        ClientPeer::signalCallback()(nullptr, nullptr, &message, nullptr);
+    }
+
+    static std::vector<STSourceAPICallbackData> &registrations() {
+        return ClientPeer::registrations();
+    }
+    static Json::Value cache() { return ClientPeer::list(); }
+    static std::string nameOf(int sourceType) {
+        std::string name;
+        CSourceAPI::Get()->GetSourceEditName(sourceType, name, 0);
+        return name;
+    }
+    static std::string readText() {
+        const std::unique_ptr<char, decltype(&std::free)> text(CSourceAPI::Get()->GetSourceList(),
+                                                               std::free);
+        return text ? text.get() : "no list";
+    }
+
+    char p = 'p';
+    char q = 'q';
+};
+
+MATCHER_P2(Registration, callback, userData, "") {
+    return arg.apiCallback == callback && arg.pUserData == userData;
+}
+
+#endif
