@@ -4,6 +4,7 @@
 
 import json
 import os
+import select
 import subprocess
 
 NAME = "source_service.message"
@@ -42,12 +43,19 @@ class Messages(list):
 
 
 class Monitor:
+    """Reads the bus from its construction on."""
+
     def __init__(self) -> None:
+        self._ends = 0
         self._process = subprocess.Popen(
             ["timeout", LIMIT, *BUSCTL, "monitor", "--json=short"], stdout=subprocess.PIPE,
-            stderr=subprocess.PIPE, encoding="utf-8")
-        if not self._process.stderr.readline().startswith("Monitoring"):
-            raise RuntimeError("the bus cannot be monitored")
+            encoding="utf-8")
+        # Not every version of busctl reports that it has begun, so it has once it prints a message.
+        self._send_end()
+        while not select.select([self._process.stdout], [], [], 0.05)[0]:
+            self._send_end()
+        self._send_end()
+        self._read_step()
 
     def __enter__(self) -> "Monitor":
         return self
@@ -61,16 +69,22 @@ class Monitor:
         process = subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         process.wait()
         # The service sends answers and signals in order, so this call's answer is the last message.
-        subprocess.run(call_by_hand("SendMessage", "suss", END, "0", "", "{}"), check=True,
-                       stdout=subprocess.DEVNULL)
+        self._send_end()
         return self._read_step(), process.pid
 
+    def _send_end(self) -> None:
+        self._ends += 1
+        subprocess.run(call_by_hand("SendMessage", "suss", END, str(self._ends), "", "{}"),
+                       check=True, stdout=subprocess.DEVNULL)
+
     def _read_step(self) -> Messages:
+        """The messages up to the answer to the last end, without those of the ends."""
         messages = Messages()
         end = None
         for line in self._process.stdout:
             message = json.loads(line)
-            if message["type"] == "method_call" and message["payload"]["data"][:1] == [END]:
+            if message["type"] == "method_call" \
+                    and message["payload"]["data"][:2] == [END, self._ends]:
                 end = message
             elif end is None or message["sender"] != end["sender"]:
                 messages.append(message)
