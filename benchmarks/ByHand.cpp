@@ -6,9 +6,13 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <stdexcept>
+#include <thread>
 
 #include "Platform.h"
+
+namespace bench {
 
 namespace {
 
@@ -29,28 +33,8 @@ std::string decoded(const std::string &text) {
 
 }  // namespace
 
-Connection sharedConnection() {
-    Connection connection(g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr));
-    if (!connection) {
-        throw std::runtime_error("no bus");
-    }
-    return connection;
-}
-
-Connection connectionTo(const std::string &busAddress) {
-    const auto flags =
-        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
-    Connection connection(g_dbus_connection_new_for_address_sync(busAddress.c_str(), flags, nullptr,
-                                                                 nullptr, nullptr));
-    if (!connection) {
-        throw std::runtime_error("no bus at " + busAddress);
-    }
-    return connection;
-}
-
 Json::Value parsed(const char *text) {
-    // Made once: making a reader costs more than reading a short text.
+    // Reused, because creating a reader takes longer than parsing a short text.
     thread_local const std::unique_ptr<Json::CharReader> reader(
         Json::CharReaderBuilder().newCharReader());
     Json::Value value;
@@ -79,16 +63,15 @@ std::string connectRequest(int sourceType) {
 }
 
 bool ByHand::isServiceThere() const {
-    GVariant *const reply = g_dbus_connection_call_sync(
+    const support::Variant reply(g_dbus_connection_call_sync(
         m_connection.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
         "NameHasOwner", g_variant_new("(s)", "source_service.message"), G_VARIANT_TYPE("(b)"),
-        G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
-    if (reply == nullptr) {
+        G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr));
+    if (!reply) {
         return false;
     }
     gboolean owned = FALSE;
-    g_variant_get(reply, "(b)", &owned);
-    g_variant_unref(reply);
+    g_variant_get(reply.get(), "(b)", &owned);
     return owned != FALSE;
 }
 
@@ -97,19 +80,17 @@ bool ByHand::connectSource(int sourceType) const {
 }
 
 bool ByHand::send(const std::string &request) const {
-    GVariant *const reply = g_dbus_connection_call_sync(
+    const support::Variant reply(g_dbus_connection_call_sync(
         m_connection.get(), "source_service.message", "/source_service/message",
         "source_service.message", "SendMessage",
         g_variant_new("(suss)", "source_api", 0U, "", request.c_str()), G_VARIANT_TYPE("(suss)"),
-        G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
-    if (reply == nullptr) {
+        G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr));
+    if (!reply) {
         return false;
     }
     const char *text = nullptr;
-    g_variant_get_child(reply, 3, "&s", &text);
-    const bool done = parsed(text)["return_data"].asBool();
-    g_variant_unref(reply);
-    return done;
+    g_variant_get_child(reply.get(), 3, "&s", &text);
+    return parsed(text)["return_data"].asBool();
 }
 
 char *listText(const Json::Value &list) {
@@ -164,3 +145,33 @@ char *nameOf(const SourceNames &names, int sourceType, int mbrActivityIndex) {
     }
     return nullptr;
 }
+
+Emitter::Emitter() : m_connection(support::connectTo(support::systemBusAddress())) {}
+
+void Emitter::emit(const char *member, const std::string &text) const {
+    if (g_dbus_connection_emit_signal(
+            m_connection.get(), nullptr, "/source_service/message", "source_service.message",
+            member, g_variant_new("(suss)", "source_service", 0U, "", text.c_str()),
+            nullptr) == FALSE) {
+        throw std::runtime_error("the signal could not be sent");
+    }
+    const gint64 limit = g_get_monotonic_time() + 20 * G_TIME_SPAN_SECOND;
+    while (g_main_context_pending(nullptr) == FALSE) {
+        if (g_get_monotonic_time() > limit) {
+            throw std::runtime_error("the signal did not arrive");
+        }
+        std::this_thread::yield();
+    }
+}
+
+void deliver() {
+    g_main_context_iteration(nullptr, FALSE);
+}
+
+void settleSubscriptions() {
+    if (!ByHand().isServiceThere()) {
+        throw std::runtime_error("no source service");
+    }
+}
+
+}  // namespace bench

@@ -1,72 +1,61 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// What an application would write without the library: the baselines.
+// The baselines: the protocol as an application would implement it by hand, without the library.
 #ifndef BENCH_BY_HAND_H
 #define BENCH_BY_HAND_H
 
-#include <gio/gio.h>
 #include <json/json.h>
 
 #include <map>
-#include <memory>
 #include <string>
 #include <utility>
 
+#include "BusConnection.h"
 #include "source_api.h"
 
-struct ReleaseObject {
-    void operator()(void *object) const { g_object_unref(object); }
-};
-using Connection = std::unique_ptr<GDBusConnection, ReleaseObject>;
+namespace bench {
 
-// The connection to the system bus that the process shares.
-Connection sharedConnection();
-
-// A connection to the bus at that address.
-Connection connectionTo(const std::string &busAddress);
-
-// The text in JSON. Throws when it is none.
+// Throws if the text is not JSON.
 Json::Value parsed(const char *text);
 
-// A value's styled form on one line.
+// The indented form of a value with the newlines removed.
 std::string oneLine(const Json::Value &value);
 
-// The service's change signal, as its body holds it.
+// The contents of the service's change signal.
 struct Change {
     Json::Value list;
     int result;
 };
 Change readChange(GVariant *body);
 
-// What the service is called with to connect a source.
+// The text of the request that connects a source.
 std::string connectRequest(int sourceType);
 
 class ByHand {
  public:
-    ByHand() : m_connection(sharedConnection()) {}
-    explicit ByHand(Connection connection) : m_connection(std::move(connection)) {}
+    ByHand() : m_connection(support::sharedSystemBus()) {}
+    explicit ByHand(support::Connection connection) : m_connection(std::move(connection)) {}
 
     GDBusConnection *connection() const { return m_connection.get(); }
 
-    // The two calls of a request, and its answer.
-    bool isServiceThere() const;
+    // A request consists of two calls: isServiceThere(), and send() with its text.
     bool connectSource(int sourceType) const;
-    // The second call alone.
+    bool isServiceThere() const;
     bool send(const std::string &request) const;
 
  private:
-    Connection m_connection;
+    support::Connection m_connection;
 };
 
-// The list as text that the caller releases with free().
+// The list as text, to be released with free().
 char *listText(const Json::Value &list);
 
-// Hands out the list's records, which the callback owns.
+// Passes the list's records to the callback, which owns them.
 void listRecords(const Json::Value &list, sourceapi_sourcelist_cb callback);
 void releaseRecord(int key, sourceapi_source_item *record, bool last);
 
-// The names of the sources, read from the settings store's document.
+// The names of the sources from the document in the settings store.
 struct SourceName {
     std::string editName;
     std::string detectedName;
@@ -74,7 +63,30 @@ struct SourceName {
 };
 using SourceNames = std::multimap<int, SourceName>;
 SourceNames readNames(const std::string &document);
-// The caller releases it with free(). Null when there is none.
+// To be released with free(); null if the source is unknown.
 char *nameOf(const SourceNames &names, int sourceType, int mbrActivityIndex);
+
+// The member names of the library's signal, and of one that only the baseline subscribes to.
+constexpr const char *librarySignal = "source_api";
+constexpr const char *handSignal = "by_hand";
+
+// Emits signals on a connection of its own.
+class Emitter {
+ public:
+    Emitter();
+    // Returns when the signal is queued in the main context.
+    void emit(const char *member, const std::string &text) const;
+
+ private:
+    support::Connection m_connection;
+};
+
+// Dispatches the queued signal.
+void deliver();
+
+// Returns when the bus has processed this process's subscriptions.
+void settleSubscriptions();
+
+}  // namespace bench
 
 #endif

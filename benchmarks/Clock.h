@@ -8,7 +8,9 @@
 
 #include <chrono>
 
-// The time that passes while `work` is done.
+namespace bench {
+
+// The wall-clock time of `work`.
 template <class Work>
 double secondsOf(const Work &work) {
     const auto begin = std::chrono::steady_clock::now();
@@ -16,7 +18,7 @@ double secondsOf(const Work &work) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
 }
 
-// The processor's time that the calling thread spends on `work`: who else runs does not show.
+// The CPU time that the calling thread spends on `work`.
 template <class Work>
 double processorSecondsOf(const Work &work) {
     const auto spent = [] {
@@ -28,5 +30,7 @@ double processorSecondsOf(const Work &work) {
     work();
     return spent() - begin;
 }
+
+}  // namespace bench
 
 #endif

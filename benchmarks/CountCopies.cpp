@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Prints how often a path through the library copies the whole source list: every JSON value that
-// is copied is counted, those inside others too, and divided by the values of the list.
+// Prints how often an operation of the library copies the whole source list: the number of copied
+// JSON values, nested ones included, divided by the number of values in the list.
 #include <dlfcn.h>
 #include <json/json.h>
 
@@ -13,13 +13,11 @@
 #include <string>
 
 #include "ByHand.h"
-#include "Lists.h"
-#include "Signals.h"
+#include "ServiceData.h"
 #include "SourceAPI.h"
 #include "sourcelist-dotnet-api.h"
 
-// The copy constructor of Json::Value by the name that linkers know, in place of the JSON
-// library's own.
+// Replaces the copy constructor of Json::Value, given by its mangled name.
 extern "C" void countedCopy(void *copy, const void *original) asm("_ZN4Json5ValueC1ERKS0_");
 
 namespace {
@@ -28,14 +26,14 @@ constexpr int sources = 100;
 long copies = 0;
 
 void receiveSignal(int generation) {
-    static const Emitter emitter;
-    emitter.emit(librarySignal, changeText(sources, generation));
+    static const bench::Emitter emitter;
+    emitter.emit(bench::librarySignal, bench::changeText(sources, generation));
     copies = 0;
-    deliver();
+    bench::deliver();
 }
 
-// Each leaves in `copies` what the path alone has copied.
-const std::map<std::string, std::function<void()>> paths = {
+// Each sets `copies` to the number of values that the operation copied.
+const std::map<std::string, std::function<void()>> operations = {
     {"text",
      [] {
          copies = 0;
@@ -44,9 +42,9 @@ const std::map<std::string, std::function<void()>> paths = {
     {"records",
      [] {
          copies = 0;
-         sourceapi_get_sourcelist(releaseRecord);
+         sourceapi_get_sourcelist(bench::releaseRecord);
      }},
-    // The first signal after the list was loaded is not compared, the next one is.
+    // The first signal after the list was loaded is not compared with it; the second one is.
     {"first-signal", [] { receiveSignal(1); }},
     {"compared-signal",
      [] {
@@ -60,7 +58,7 @@ const std::map<std::string, std::function<void()>> paths = {
 void countedCopy(void *copy, const void *original) {
     static const auto real = reinterpret_cast<void (*)(void *, const void *)>(
         dlsym(RTLD_NEXT, "_ZN4Json5ValueC1ERKS0_"));
-    // The JSON library fills new members with copies of null.
+    // The JSON library initialises new members with copies of null.
     if (!static_cast<const Json::Value *>(original)->isNull()) {
         ++copies;
     }
@@ -68,20 +66,21 @@ void countedCopy(void *copy, const void *original) {
 }
 
 int main(int argc, char **argv) {
-    const auto path = argc == 2 ? paths.find(argv[1]) : paths.end();
-    if (path == paths.end()) {
+    const auto operation = argc == 2 ? operations.find(argv[1]) : operations.end();
+    if (operation == operations.end()) {
         return 2;
     }
     CSourceAPI::Get();
-    settleSubscriptions();
-    const Json::Value list = sourceList(sources);
+    bench::settleSubscriptions();
+    const Json::Value list = bench::sourceList(sources);
     copies = 0;
     CSourceAPI::m_UpdateCache(Json::Value(list));
-    // The counter itself works: that was one copy, and a few single values.
-    if (copies < valuesIn(list) || copies > valuesIn(list) * 11 / 10) {
-        std::cerr << "copies are not counted: " << copies << " of " << valuesIn(list) << '\n';
+    // Verifies the counter: this was one copy of the list and a few single values.
+    if (copies < bench::valuesIn(list) || copies > bench::valuesIn(list) * 11 / 10) {
+        std::cerr << "copies are not counted: " << copies << " of " << bench::valuesIn(list)
+                  << '\n';
         return 1;
     }
-    path->second();
-    std::cout << static_cast<double>(copies) / static_cast<double>(valuesIn(list)) << '\n';
+    operation->second();
+    std::cout << static_cast<double>(copies) / static_cast<double>(bench::valuesIn(list)) << '\n';
 }

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Under callgrind: the instructions of the whole process for requests through the library, then
-// for the same requests by hand. Each part is written out as a profile of its own.
+// Run under callgrind: sends requests with the library and then the same requests by hand, and
+// writes a separate profile of each part.
 #include <valgrind/callgrind.h>
 
 #include "ByHand.h"
@@ -16,7 +16,7 @@ constexpr int sourceType = 3;
 }  // namespace
 
 int main() {
-    const ByHand hand;
+    const bench::ByHand hand;
     bool done = connect_source(sourceType) && hand.connectSource(sourceType);
     CALLGRIND_ZERO_STATS;
     for (int turn = 0; turn < calls; ++turn) {

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// From nothing to the first answer, once for each process: prints the seconds it took.
+// Prints the seconds from the start of a process's first request to the reply.
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
@@ -10,7 +10,6 @@
 #include "ByHand.h"
 #include "Clock.h"
 #include "Platform.h"
-#include "Signals.h"
 #include "sourcelist-dotnet-api.h"
 
 namespace {
@@ -21,14 +20,14 @@ void ignore(GDBusConnection * /*connection*/, const char * /*sender*/, const cha
             const char * /*interface*/, const char * /*signal*/, GVariant * /*body*/,
             gpointer /*userData*/) {}
 
-bool firstAnswerByHand() {
-    const ByHand hand;
-    g_dbus_connection_set_exit_on_close(hand.connection(), FALSE);
+bool firstReplyByHand() {
+    const bench::ByHand hand;
     const std::unique_ptr<char, decltype(&std::free)> names(
         vconf_get_str("db/source-list/source-name"), std::free);
-    const Json::Value read = parsed(names.get());
-    g_dbus_connection_signal_subscribe(hand.connection(), nullptr, nullptr, librarySignal, nullptr,
-                                       nullptr, G_DBUS_SIGNAL_FLAGS_NONE, ignore, nullptr, nullptr);
+    const Json::Value read = bench::parsed(names.get());
+    g_dbus_connection_signal_subscribe(hand.connection(), nullptr, nullptr, bench::librarySignal,
+                                       nullptr, nullptr, G_DBUS_SIGNAL_FLAGS_NONE, ignore, nullptr,
+                                       nullptr);
     return read.isArray() && hand.connectSource(sourceType);
 }
 
@@ -38,7 +37,7 @@ int main(int argc, char **argv) {
     const bool library = argc == 2 && std::strcmp(argv[1], "library") == 0;
     bool done = false;
     const double seconds =
-        secondsOf([&] { done = library ? connect_source(sourceType) : firstAnswerByHand(); });
+        bench::secondsOf([&] { done = library ? connect_source(sourceType) : firstReplyByHand(); });
     std::cout << seconds << '\n';
     return done ? 0 : 1;
 }

@@ -7,14 +7,16 @@
 #include <stdexcept>
 #include <vector>
 
+namespace bench {
+
 namespace {
 
-bool broken = false;
+bool failed = false;
 
 }  // namespace
 
-void require(bool right, const char *what) {
-    if (!right) {
+void require(bool condition, const char *what) {
+    if (!condition) {
         throw std::runtime_error(what);
     }
 }
@@ -26,7 +28,7 @@ void add(const Plan &plan, const std::string &name, int iterations,
                                      try {
                                          body(state);
                                      } catch (const std::exception &exception) {
-                                         broken = true;
+                                         failed = true;
                                          state.SkipWithError(exception.what());
                                      }
                                  })
@@ -36,8 +38,8 @@ void add(const Plan &plan, const std::string &name, int iterations,
         ->Repetitions(plan.repetitions());
 }
 
-bool isAnythingBroken() {
-    return broken;
+bool hasErrors() {
+    return failed;
 }
 
 double medianOf(std::vector<double> samples) {
@@ -48,19 +50,19 @@ double medianOf(std::vector<double> samples) {
 
 void compareTimes(benchmark::State &state, double atMost, const TimedWork &work,
                   const TimedWork &baseline) {
-    // Caches are filled and connections made before anything counts.
+    // The first run fills caches and opens connections.
     work();
     baseline();
     std::vector<double> works;
     std::vector<double> baselines;
-    bool workFirst = false;
+    bool isWorkFirst = false;
     while (state.KeepRunning()) {
-        workFirst = !workFirst;
-        if (workFirst) {
+        isWorkFirst = !isWorkFirst;
+        if (isWorkFirst) {
             works.push_back(work());
         }
         baselines.push_back(baseline());
-        if (!workFirst) {
+        if (!isWorkFirst) {
             works.push_back(work());
         }
         state.SetIterationTime(works.back());
@@ -91,3 +93,5 @@ void compareCost(benchmark::State &state, double atMost, int batch, const Work &
     compareTimes(
         state, atMost, [&] { return cost(work); }, [&] { return cost(baseline); });
 }
+
+}  // namespace bench

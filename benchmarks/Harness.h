@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Measures a piece of work and its baseline in turns, so that what else the machine does slows
-// both alike. Every figure is the ratio of two medians.
+// Measures a function and its baseline alternately, so that other load on the machine affects both.
+// Each figure is the ratio of two medians.
 #ifndef BENCH_HARNESS_H
 #define BENCH_HARNESS_H
 
@@ -14,37 +14,47 @@
 
 #include "Clock.h"
 
+namespace bench {
+
 using Work = std::function<void()>;
 
-// How much is done: everything once and without judging, or enough for medians.
+// The number of runs: a single one, whose figures are not judged, or enough for medians.
 struct Plan {
     bool quick;
     int repetitions() const { return quick ? 1 : 5; }
     int iterations(int wanted) const { return quick ? 1 : wanted; }
 };
 
-// Throws when `right` is false: what is measured does not work.
-void require(bool right, const char *what);
+// Register the benchmarks of a group.
+void addCallBenchmarks(const Plan &plan);
+void addOtherLibraryBenchmarks(const Plan &plan);
+void addCacheBenchmarks(const Plan &plan);
+void addProcessBenchmarks(const Plan &plan);
 
-// Registers a benchmark. When its body throws, it is reported as broken and the program fails.
+// Throws if `condition` is false, which means that the measured function does not work.
+void require(bool condition, const char *what);
+
+// Registers a benchmark. If its body throws, it is reported as an error and the program fails.
 void add(const Plan &plan, const std::string &name, int iterations,
          std::function<void(benchmark::State &)> body);
-bool isAnythingBroken();
+bool hasErrors();
 
 double medianOf(std::vector<double> samples);
 
 using TimedWork = std::function<double()>;
 
-// Runs both in turns, as often as the benchmark iterates, and reports the medians of the seconds
-// that they return, and the ratio of these beside `atMost`.
+// Runs both functions alternately in each iteration. Reports the medians of the seconds that they
+// return, and the ratio of the medians with its limit `atMost`.
 void compareTimes(benchmark::State &state, double atMost, const TimedWork &work,
                   const TimedWork &baseline);
 
-// The same for work that waits for others: the time that passes.
+// The same for the wall-clock time of work that waits for other processes.
 void compare(benchmark::State &state, double atMost, const Work &work, const Work &baseline);
 
-// The same for work that waits for nobody: the processor's time, each time for `batch` runs.
+// The same for the CPU time of the calling thread, averaged over `batch` runs.
 void compareCost(benchmark::State &state, double atMost, int batch, const Work &work,
                  const Work &baseline);
+
+}  // namespace bench
 
 #endif

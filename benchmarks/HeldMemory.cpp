@@ -1,15 +1,15 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Prints the bytes that the library keeps for each source of its list, and those of the same JSON
-// value alone.
+// Prints the heap bytes for each source in the library's list, and those of the same JSON value
+// alone.
 #include <malloc.h>
 
 #include <iostream>
 #include <utility>
 
-#include "Lists.h"
-#include "Signals.h"
+#include "ByHand.h"
+#include "ServiceData.h"
 #include "SourceAPI.h"
 
 namespace {
@@ -23,18 +23,18 @@ double heapBytes() {
 }  // namespace
 
 int main() {
-    // One arena, so that the figures hold what every thread has allocated.
+    // A single arena, so that the figures include the allocations of every thread.
     mallopt(M_ARENA_MAX, 1);
     CSourceAPI::Get();
-    settleSubscriptions();
-    const Emitter emitter;
+    bench::settleSubscriptions();
+    const bench::Emitter emitter;
     const auto receive = [&](int count) {
-        emitter.emit(librarySignal, changeText(count, 0));
-        deliver();
-        // The answer shows that the bus's own thread has put the signal away.
-        settleSubscriptions();
+        emitter.emit(bench::librarySignal, bench::changeText(count, 0));
+        bench::deliver();
+        // After this round trip GDBus's thread has released the signal.
+        bench::settleSubscriptions();
     };
-    // GLib keeps a buffer of the size of the largest message.
+    // GLib keeps a buffer as large as the largest message.
     receive(sources);
     receive(1);
     const double before = heapBytes();
@@ -42,10 +42,10 @@ int main() {
     const double library = heapBytes() - before;
 
     Json::Value value;
-    const std::string text = changeText(sources, 0);
+    const std::string text = bench::changeText(sources, 0);
     const double beforeValue = heapBytes();
     {
-        Json::Value root = parsed(text.c_str());
+        Json::Value root = bench::parsed(text.c_str());
         value = std::move(root["return_data"]);
     }
     const double json = heapBytes() - beforeValue;

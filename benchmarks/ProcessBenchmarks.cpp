@@ -1,14 +1,16 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// What shows only in a process of its own: the first answer, instructions, copies and memory.
+// Figures of a separate process: the time to the first reply, instructions, copies and memory.
 #include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "Benchmarks.h"
-#include "Bus.h"
+#include "BenchmarkBus.h"
+#include "Harness.h"
+
+namespace bench {
 
 namespace {
 
@@ -50,7 +52,7 @@ void memoryOfSource(benchmark::State &state) {
     report(state, library, json, 1.1);
 }
 
-// A median of many: how much of a library is mapped differs with where it was loaded.
+// The median of many processes, as the resident part of a library depends on its load address.
 void residentSize(benchmark::State &state) {
     std::vector<double> library;
     std::vector<double> plain;
@@ -87,3 +89,5 @@ void addProcessBenchmarks(const Plan &plan) {
             });
     }
 }
+
+}  // namespace bench

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Prints the resident size of a process that has loaded its libraries and done nothing, in KiB.
+// Prints the resident size in KiB of a process that has only loaded its libraries.
 #include <fstream>
 #include <iostream>
 #include <string>

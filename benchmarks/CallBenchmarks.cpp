@@ -1,23 +1,67 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The same single call made with other D-Bus libraries and over another broker, for those who
-// choose one.
+// Calls of the service: connect_source against the same two calls by hand; and a single call by
+// hand against other D-Bus libraries and another message broker.
 #include <sdbus-c++/sdbus-c++.h>
 #include <systemd/sd-bus.h>
 
+#include <atomic>
 #include <cstdio>
 #include <exception>
 #include <memory>
-#include <stdexcept>
+#include <thread>
+#include <vector>
 
-#include "Benchmarks.h"
-#include "Bus.h"
+#include "BenchmarkBus.h"
 #include "ByHand.h"
+#include "Harness.h"
+#include "sourcelist-dotnet-api.h"
+
+namespace bench {
 
 namespace {
 
-struct Unref {
+constexpr int sourceType = 3;
+
+void inThreads(int threads, int calls, const std::function<bool()> &call) {
+    std::atomic<bool> done{true};
+    std::vector<std::thread> running;
+    running.reserve(static_cast<std::size_t>(threads));
+    for (int number = 0; number < threads; ++number) {
+        running.emplace_back([&] {
+            for (int turn = 0; turn < calls; ++turn) {
+                if (!call()) {
+                    done = false;
+                }
+            }
+        });
+    }
+    for (std::thread &thread : running) {
+        thread.join();
+    }
+    require(done, "a source was not connected");
+}
+
+void sequential(benchmark::State &state) {
+    const ByHand hand;
+    compare(
+        state, 1.05, [] { require(connect_source(sourceType), "connect_source"); },
+        [&] { require(hand.connectSource(sourceType), "connecting by hand"); });
+}
+
+// The ratio compares the time for the same number of calls, so a throughput of 0.95 is 1 / 0.95.
+void concurrent(benchmark::State &state, int threads, int calls) {
+    const ByHand hand;
+    compare(
+        state, 1 / 0.95,
+        [&] { inThreads(threads, calls, [] { return connect_source(sourceType); }); },
+        [&] { inThreads(threads, calls, [&] { return hand.connectSource(sourceType); }); });
+    state.counters["throughput"] =
+        state.counters["baseline_ns"].value / state.counters["work_ns"].value;
+}
+
+struct SdBusRelease {
     void operator()(sd_bus *bus) const { sd_bus_flush_close_unref(bus); }
     void operator()(sd_bus_message *message) const { sd_bus_message_unref(message); }
 };
@@ -37,17 +81,17 @@ class SdBus {
                                "source_api", 0U, "", request.c_str()) < 0) {
             return false;
         }
-        const std::unique_ptr<sd_bus_message, Unref> reply(answer);
+        const std::unique_ptr<sd_bus_message, SdBusRelease> reply(answer);
         const char *text = nullptr;
         return sd_bus_message_read(reply.get(), "suss", nullptr, nullptr, nullptr, &text) > 0 &&
                parsed(text)["return_data"].asBool();
     }
 
  private:
-    std::unique_ptr<sd_bus, Unref> m_bus;
+    std::unique_ptr<sd_bus, SdBusRelease> m_bus;
 };
 
-class Binding {
+class SdBusCxx {
  public:
     bool send(const std::string &request) const {
         sdbus::MethodCall call = m_proxy->createMethodCall("source_service.message", "SendMessage");
@@ -82,7 +126,7 @@ void oneCallOverBroker(benchmark::State &state) {
     const std::string request = connectRequest(3);
     const ByHand hand;
     const Broker broker;
-    const ByHand there(connectionTo(broker.address()));
+    const ByHand there(support::connectTo(broker.address()));
     compare(
         state, 0, [&] { require(there.send(request), "a call over dbus-broker"); },
         [&] { require(hand.send(request), "a call by hand"); });
@@ -94,17 +138,28 @@ bool canStartBroker() {
         const Broker broker;
         return true;
     } catch (const std::exception &exception) {
-        std::fprintf(stderr, "one_call/dbus-broker is left out: %s\n", exception.what());
+        std::fprintf(stderr, "one_call/dbus-broker is skipped: %s\n", exception.what());
         return false;
     }
 }
 
 }  // namespace
 
+void addCallBenchmarks(const Plan &plan) {
+    add(plan, "connect_source", 2000, sequential);
+    for (const int threads : {1, 2, 4, 8}) {
+        const int calls = plan.quick ? 1 : 160 / threads;
+        add(plan, "connect_source/threads:" + std::to_string(threads), 41,
+            [=](benchmark::State &state) { concurrent(state, threads, calls); });
+    }
+}
+
 void addOtherLibraryBenchmarks(const Plan &plan) {
     add(plan, "one_call/sd-bus", 2000, oneCall<SdBus>);
-    add(plan, "one_call/sdbus-c++", 2000, oneCall<Binding>);
+    add(plan, "one_call/sdbus-c++", 2000, oneCall<SdBusCxx>);
     if (canStartBroker()) {
         add(plan, "one_call/dbus-broker", 2000, oneCallOverBroker);
     }
 }
+
+}  // namespace bench

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "Bus.h"
+#include "BenchmarkBus.h"
 
 #include <signal.h>
 #include <sys/prctl.h>
@@ -9,6 +9,8 @@
 #include <unistd.h>
 
 #include <stdexcept>
+
+namespace bench {
 
 namespace {
 
@@ -22,7 +24,7 @@ std::vector<char *> pointers(std::vector<std::string> &texts) {
     return result;
 }
 
-// Whatever ends the benchmarks ends their companions.
+// Kills the program when the benchmarks exit for any reason.
 void dieWithParent(gpointer /*userData*/) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
 }
@@ -38,7 +40,7 @@ std::vector<std::string> brokerCommand() {
 
 }  // namespace
 
-Companion::Companion(const std::vector<std::string> &arguments) {
+BackgroundProgram::BackgroundProgram(const std::vector<std::string> &arguments) {
     std::vector<std::string> texts = arguments;
     GError *error = nullptr;
     if (g_spawn_async_with_pipes(nullptr, pointers(texts).data(), nullptr,
@@ -54,18 +56,18 @@ Companion::Companion(const std::vector<std::string> &arguments) {
     }
 }
 
-Companion::~Companion() {
+BackgroundProgram::~BackgroundProgram() {
     kill(m_pid, SIGKILL);
     waitpid(m_pid, nullptr, 0);
     close(m_output);
 }
 
-Bus::Bus()
+BenchmarkBus::BenchmarkBus()
     : m_daemon(daemonCommand()),
       m_service((g_setenv("DBUS_SYSTEM_BUS_ADDRESS", m_daemon.firstLine().c_str(), TRUE),
                  std::vector<std::string>{PROGRAMS "/bench-service"})) {
     if (m_service.firstLine() != "ready") {
-        throw std::runtime_error("the benchmarks' service did not start");
+        throw std::runtime_error("the service did not start");
     }
 }
 
@@ -95,3 +97,5 @@ std::string output(const std::vector<std::string> &arguments) {
     g_free(printed);
     return result;
 }
+
+}  // namespace bench

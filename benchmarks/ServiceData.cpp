@@ -1,7 +1,11 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "Lists.h"
+#include "ServiceData.h"
+
+#include "JsonText.h"
+
+namespace bench {
 
 Json::Value sourceList(int sources, int generation) {
     Json::Value list(Json::arrayValue);
@@ -31,17 +35,11 @@ long valuesIn(const Json::Value &value) {
     return count;
 }
 
-std::string compactText(const Json::Value &value) {
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    return Json::writeString(builder, value);
-}
-
 std::string changeText(int sources, int generation) {
     Json::Value change;
     change["return_data"] = sourceList(sources, generation);
     change["data"]["result"] = 1;
-    return compactText(change);
+    return support::jsonLine(change);
 }
 
 std::string namesDocument(int entries) {
@@ -57,5 +55,7 @@ std::string namesDocument(int entries) {
         entry["SettingMethod"] = 0;
         names.append(std::move(entry));
     }
-    return compactText(names);
+    return support::jsonLine(names);
 }
+
+}  // namespace bench
