@@ -10,6 +10,7 @@
 #include "Harness.h"
 #include "ServiceData.h"
 #include "SourceAPI.h"
+#include "SourceApiPeer.h"
 #include "StubPlatform.h"
 #include "source_api.h"
 #include "sourcelist-dotnet-api.h"
@@ -22,14 +23,14 @@ constexpr int listSizes[] = {10, 30, 100, 1000, 10000};
 
 void listAsText(benchmark::State &state, int sources) {
     const Json::Value list = sourceList(sources);
-    CSourceAPI::m_UpdateCache(sourceList(sources));
+    ClientPeer::updateCaches(sourceList(sources));
     compareCost(
         state, 1.15, 1, [] { std::free(get_source_list()); }, [&] { std::free(listText(list)); });
 }
 
 void listAsRecords(benchmark::State &state, int sources) {
     const Json::Value list = sourceList(sources);
-    CSourceAPI::m_UpdateCache(sourceList(sources));
+    ClientPeer::updateCaches(sourceList(sources));
     compareCost(
         state, 1.35, 1,
         [] { require(sourceapi_get_sourcelist(releaseRecord), "sourceapi_get_sourcelist"); },
@@ -42,7 +43,7 @@ void nameLookup(benchmark::State &state, int entries) {
     const std::string document = namesDocument(entries);
     setStoredNames(document);
     CSourceAPI::Get();
-    CSourceAPI::m_UpdateSourceDataMapCache();
+    ClientPeer::updateNames();
     const SourceNames names = readNames(document);
     // Ten names distributed over the map, as the cost of one depends on where its nodes are
     // allocated.
@@ -59,7 +60,7 @@ void nameLookup(benchmark::State &state, int entries) {
         state, 2, lookups, [&] { release(get_edit_name(nextType(), 0)); },
         [&] { release(nameOf(names, nextType(), 0)); });
     setStoredNames("[]");
-    CSourceAPI::m_UpdateSourceDataMapCache();
+    ClientPeer::updateNames();
 }
 
 int callbackCalls = 0;

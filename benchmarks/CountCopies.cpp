@@ -15,6 +15,7 @@
 #include "ByHand.h"
 #include "ServiceData.h"
 #include "SourceAPI.h"
+#include "SourceApiPeer.h"
 #include "sourcelist-dotnet-api.h"
 
 // Replaces the copy constructor of Json::Value, given by its mangled name.
@@ -74,7 +75,7 @@ int main(int argc, char **argv) {
     bench::settleSubscriptions();
     const Json::Value list = bench::sourceList(sources);
     copies = 0;
-    CSourceAPI::m_UpdateCache(Json::Value(list));
+    ClientPeer::updateCaches(Json::Value(list));
     // Verifies the counter: this was one copy of the list and a few single values.
     if (copies < bench::valuesIn(list) || copies > bench::valuesIn(list) * 11 / 10) {
         std::cerr << "copies are not counted: " << copies << " of " << bench::valuesIn(list)

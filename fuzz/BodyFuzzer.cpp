@@ -10,6 +10,7 @@
 
 #include "Fuzzing.h"
 #include "GLibOwners.h"
+#include "SourceApiPeer.h"
 #include "SourceTCServer.h"
 
 namespace {
@@ -87,8 +88,8 @@ void checkBuffer(const std::optional<Bytes> &buffer, const Outputs &outputs) {
 
 void checkBody(GVariant *body) {
     Outputs outputs;
-    require(SourceTCServer::m_AnalyseMsg(body, &outputs.name, &outputs.number, &outputs.auxText,
-                                         &outputs.text, &outputs.buffer, &outputs.size) == 1,
+    require(EndpointPeer::decode(body, &outputs.name, &outputs.number, &outputs.auxText,
+                                 &outputs.text, &outputs.buffer, &outputs.size) == 1,
             "every body is accepted");
     const std::string type = g_variant_get_type_string(body);
     if (type == "(suss)") {

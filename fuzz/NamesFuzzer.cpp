@@ -5,6 +5,7 @@
 #include "Fuzzing.h"
 #include "ReferenceModel.h"
 #include "SourceAPI.h"
+#include "SourceApiPeer.h"
 #include "StubPlatform.h"
 
 namespace {
@@ -33,7 +34,7 @@ std::optional<reference::Names> expectedNames(const std::string &document) {
 void checkReading(const std::optional<reference::Names> &expected) {
     std::multimap<int, SourceNameList> map;
     try {
-        require(CSourceAPI::m_GetSourceMap(map), "reading an existing document succeeds");
+        require(ClientPeer::readNames(map), "reading an existing document succeeds");
         require(expected && toNames(map) == *expected, "the entries are those of the document");
     } catch (const Json::Exception &) {
         require(!expected, "only values of wrong types make reading throw");
@@ -43,19 +44,19 @@ void checkReading(const std::optional<reference::Names> &expected) {
 void checkCache(const std::optional<reference::Names> &expected) {
     SourceNameList older;
     older.editName = "older";
-    CSourceAPI::m_SourceDataMap = {{-3, older}};
-    CSourceAPI::m_bIntializedSourceDataMap = false;
-    const reference::Names before = toNames(CSourceAPI::m_SourceDataMap);
+    ClientPeer::names() = {{-3, older}};
+    ClientPeer::hasNames() = false;
+    const reference::Names before = toNames(ClientPeer::names());
     bool threw = false;
     try {
-        CSourceAPI::m_UpdateSourceDataMapCache();
+        ClientPeer::updateNames();
     } catch (const Json::Exception &) {
         threw = true;
     }
     require(threw != expected.has_value(), "only values of wrong types make reading throw");
-    require(toNames(CSourceAPI::m_SourceDataMap) == expected.value_or(before),
+    require(toNames(ClientPeer::names()) == expected.value_or(before),
             "the cache is replaced, or unchanged after an exception");
-    require(CSourceAPI::m_bIntializedSourceDataMap == expected.has_value(),
+    require(ClientPeer::hasNames() == expected.has_value(),
             "the cache is marked as filled if it was replaced");
 }
 
@@ -94,7 +95,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         checkQueries(client, *expected);
     }
     // The engine searches for leaks if an input leaves memory allocated.
-    CSourceAPI::m_SourceDataMap.clear();
+    ClientPeer::names().clear();
     fuzz::storedNames.reset();
     return 0;
 }

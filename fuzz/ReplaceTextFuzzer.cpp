@@ -6,6 +6,7 @@
 #include "Fuzzing.h"
 #include "ReferenceModel.h"
 #include "SourceAPI.h"
+#include "SourceApiPeer.h"
 
 namespace {
 
@@ -31,7 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const std::string from = take(input, length(lengths[0]));
     const std::string to = take(input, length(lengths[1]));
     std::string text = input;
-    CSourceAPI::m_ReplaceText(text, from, to);
+    ClientPeer::replaceText(text, from, to);
     fuzz::require(text == reference::replaced(input, from, to),
                   "occurrences are replaced from left to right, except one at the very end");
     fuzz::require(!from.empty() || text == input, "an empty text to find changes nothing");

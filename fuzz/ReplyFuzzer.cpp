@@ -15,6 +15,7 @@
 #include "GLibOwners.h"
 #include "ReferenceModel.h"
 #include "SourceAPI.h"
+#include "SourceApiPeer.h"
 #include "SourceTCServer.h"
 #include "StubPlatform.h"
 #include "StubService.h"
@@ -145,12 +146,12 @@ std::optional<bool> truth(const Json::Value &value) {
 template <class Command>
 void checkCommand(const Reply &reply, const char *method, const Json::Value &data,
                   bool changesNames, Command command) {
-    CSourceAPI::m_bIntializedSourceDataMap = true;
+    ClientPeer::hasNames() = true;
     const bool done = command(CSourceAPI::Get());
     const bool expected = reply.arrives() && reply.root.isMember("return_data") &&
                           truth(reply.root["return_data"]).value_or(false);
     require(done == expected, "a command returns the result in the reply");
-    require(CSourceAPI::m_bIntializedSourceDataMap == !(done && changesNames),
+    require(ClientPeer::hasNames() == !(done && changesNames),
             "a successful change of names, and nothing else, marks the names as stale");
     checkCall(reply, method, data);
 }
@@ -287,10 +288,10 @@ void checkUsbMap(const Reply &reply) {
 
 // Resets the library's caches and returns a model with empty ones.
 reference::Client resetCaches(const Reply &reply) {
-    CSourceAPI::m_sourceItemArray = Json::Value();
-    CSourceAPI::m_SourceDataMap.clear();
-    CSourceAPI::m_bIntializedSourceItemArray = false;
-    CSourceAPI::m_bIntializedSourceDataMap = false;
+    ClientPeer::list() = Json::Value();
+    ClientPeer::names().clear();
+    ClientPeer::hasList() = false;
+    ClientPeer::hasNames() = false;
     reference::Client client;
     client.settings = fuzz::storedNames;
     client.calls = reply.body != nullptr;
@@ -299,10 +300,9 @@ reference::Client resetCaches(const Reply &reply) {
 }
 
 void checkFetch(const Reply &reply, const reference::Client &expected) {
-    require(CSourceAPI::m_sourceItemArray == expected.list, "the cached list is the reply's");
-    require(CSourceAPI::m_bIntializedSourceItemArray == expected.listFilled,
-            "the list is marked as read if it was");
-    require(CSourceAPI::m_bIntializedSourceDataMap == expected.namesFilled,
+    require(ClientPeer::list() == expected.list, "the cached list is the reply's");
+    require(ClientPeer::hasList() == expected.listFilled, "the list is marked as read if it was");
+    require(ClientPeer::hasNames() == expected.namesFilled,
             "the names are marked as read if they were");
     checkCall(reply, "UtilGetSourceList", Json::Value());
 }
@@ -359,7 +359,7 @@ void checkTransport(const Reply &reply) {
     SourceTCMessage answer;
     Reply::Outcome outcome = Reply::Outcome::Fails;
     try {
-        if (CSourceAPI::dBusHandler->SendMessage("source_service", &request, false, &answer) != 0) {
+        if (ClientPeer::endpoint()->SendMessage("source_service", &request, false, &answer) != 0) {
             outcome = Reply::Outcome::Arrives;
         }
     } catch (const Json::Exception &) {

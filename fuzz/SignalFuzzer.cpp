@@ -17,6 +17,7 @@
 #include "LockState.h"
 #include "ReferenceModel.h"
 #include "SourceAPI.h"
+#include "SourceApiPeer.h"
 #include "SourceTCServer.h"
 #include "StubPlatform.h"
 #include "StubService.h"
@@ -65,15 +66,14 @@ void registerOnce() {
 
 void checkState(const reference::Client &expected) {
     require(callbackCalls == expected.callbackCalls, "the callbacks are called as in the model");
-    require(CSourceAPI::m_sourceItemArray == expected.list, "the cached list is the expected one");
-    require(CSourceAPI::m_bIntializedSourceItemArray == expected.listFilled,
-            "the list is marked as read if it was");
-    require(CSourceAPI::m_bIntializedSourceDataMap == expected.namesFilled,
+    require(ClientPeer::list() == expected.list, "the cached list is the expected one");
+    require(ClientPeer::hasList() == expected.listFilled, "the list is marked as read if it was");
+    require(ClientPeer::hasNames() == expected.namesFilled,
             "the names are marked as read if they were");
-    require(CSourceAPI::m_bNotified == expected.notified,
+    require(ClientPeer::hasAnnounced() == expected.notified,
             "the notification flag is the expected one");
     reference::Names names;
-    for (const auto &[type, name] : CSourceAPI::m_SourceDataMap) {
+    for (const auto &[type, name] : ClientPeer::names()) {
         names.insert({type,
                       {name.editName, name.detectedName, name.deviceType, name.mbrActivityIndex,
                        name.editState, name.settingMethod}});

@@ -9,6 +9,7 @@
 
 #include "Fuzzing.h"
 #include "SourceAPI.h"
+#include "SourceApiPeer.h"
 #include "SourceTCServer.h"
 #include "StubPlatform.h"
 #include "TestBus.h"
@@ -44,15 +45,15 @@ StubService &StubService::get() {
 
 StubService::StubService() {
     CSourceAPI::Get();
-    require(CSourceAPI::m_bHasSubscribedForEvent, "the client subscribes when it is made");
+    require(ClientPeer::isSubscribed(), "the client subscribes when it is made");
 }
 
 void StubService::reset() {
-    CSourceAPI::m_sourceItemArray = Json::Value();
-    CSourceAPI::m_SourceDataMap.clear();
-    CSourceAPI::m_bIntializedSourceItemArray = false;
-    CSourceAPI::m_bIntializedSourceDataMap = false;
-    CSourceAPI::m_bNotified = false;
+    ClientPeer::list() = Json::Value();
+    ClientPeer::names().clear();
+    ClientPeer::hasList() = false;
+    ClientPeer::hasNames() = false;
+    ClientPeer::hasAnnounced() = false;
     storedNames.reset();
     present = true;
     makeReply = nullptr;
@@ -61,8 +62,8 @@ void StubService::reset() {
 }
 
 void StubService::emitChange(GVariant *body) {
-    SourceTCServer::m_DSignalHandler(nullptr, ":1.7", "/source_service/message", busName,
-                                     "source_api", body, CSourceAPI::dBusHandler);
+    EndpointPeer::handleSignal(":1.7", "/source_service/message", busName, "source_api", body,
+                               ClientPeer::endpoint());
 }
 
 GVariant *StubService::call(const char *path, const char *interface, const char *method,
