@@ -6,16 +6,18 @@
 #include <cstdlib>
 #include <iostream>
 
+namespace support {
+
 namespace {
 
-std::string inOneLine(std::string text) {
+std::string withoutNewlines(std::string text) {
     for (char &character : text) {
         character = character == '\n' ? ' ' : character;
     }
     return text;
 }
 
-// The parser shows the members of a closed set as "TEXT:{on,off}".
+// CLI11 appends the allowed values to the type name: "TEXT:{on,off}".
 std::vector<std::string> choicesIn(const std::string &typeName) {
     const std::size_t begin = typeName.find('{');
     const std::size_t end = typeName.find('}', begin);
@@ -33,7 +35,7 @@ DocumentedOption documented(const CLI::Option &option) {
     const std::string typeName = option.get_type_name();
     result.choices = choicesIn(typeName);
     result.valueName = typeName.substr(0, typeName.find(':'));
-    result.description = inOneLine(option.get_description());
+    result.description = withoutNewlines(option.get_description());
     if (result.isPositional) {
         result.names.push_back(option.get_name(true));
         return result;
@@ -65,9 +67,9 @@ std::vector<DocumentedOption> optionsOf(const CLI::App &command) {
         return options;
     }
     for (const CLI::Option *option : program->get_options()) {
-        const bool ofProgramOnly =
+        const bool isProgramOnly =
             option == program->get_help_ptr() || option == program->get_version_ptr();
-        if (isShown(*option) && !ofProgramOnly) {
+        if (isShown(*option) && !isProgramOnly) {
             options.push_back(documented(*option));
         }
     }
@@ -93,3 +95,5 @@ int documentCommandLine(const CLI::App &program, int argc, const char *const *ar
     }
     return std::cout.flush() ? EXIT_SUCCESS : EXIT_FAILURE;
 }
+
+}  // namespace support

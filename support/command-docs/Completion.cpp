@@ -5,6 +5,8 @@
 
 #include "CommandDocs.h"
 
+namespace support {
+
 namespace {
 
 std::string functionName(const CLI::App &program) {
@@ -18,7 +20,7 @@ std::string joined(const std::vector<std::string> &words, const char *between) {
 }
 
 void writeComment(std::ostream &out, const CLI::App &program) {
-    out << "# Made from the options of " << program.get_name() << " itself.\n";
+    out << "# Generated from the options of " << program.get_name() << ".\n";
 }
 
 std::vector<std::string> namesOf(const std::vector<const CLI::App *> &commands) {
@@ -30,7 +32,7 @@ std::vector<std::string> namesOf(const std::vector<const CLI::App *> &commands) 
     return names;
 }
 
-// Everything that can stand as a word of its own.
+// The words that can be completed: option names, and the allowed values of positional arguments.
 std::vector<std::string> wordsOf(const CLI::App &command) {
     std::vector<std::string> words;
     for (const DocumentedOption &option : optionsOf(command)) {
@@ -40,7 +42,7 @@ std::vector<std::string> wordsOf(const CLI::App &command) {
     return words;
 }
 
-// What bash completes after an option: files, folders, or nothing.
+// The bash code that completes an option's value: files, folders, or nothing.
 std::string bashValue(const DocumentedOption &option) {
     if (option.valueName != "PATH" && option.valueName != "DIR") {
         return "";
@@ -49,7 +51,7 @@ std::string bashValue(const DocumentedOption &option) {
            (option.valueName == "DIR" ? "-d" : "-f") + " -- \"$word\"); ";
 }
 
-// `name` is the command's, or nothing for the program.
+// `name` is that of the command, or empty for the program itself.
 void writeBashValues(std::ostream &out, const CLI::App &command, const std::string &name) {
     for (const DocumentedOption &option : optionsOf(command)) {
         if (option.isPositional || !option.takesValue) {
@@ -62,7 +64,8 @@ void writeBashValues(std::ostream &out, const CLI::App &command, const std::stri
     }
 }
 
-// Within single quotes, and within the brackets and colons of an argument's description.
+// Escapes text for a single-quoted argument of _arguments, in which brackets and colons are
+// special.
 std::string zshEscaped(const std::string &text) {
     std::string result;
     for (const char character : text) {
@@ -187,3 +190,5 @@ void writeZshCompletion(std::ostream &out, const CLI::App &program) {
     }
     out << "}\n" << functionName(program) << " \"$@\"\n";
 }
+
+}  // namespace support

@@ -6,9 +6,11 @@
 
 #include "CommandDocs.h"
 
+namespace support {
+
 namespace {
 
-// A dash that is not escaped becomes a hyphen, which cannot be copied into a shell.
+// An unescaped dash is printed as a hyphen, which does not work when it is copied to a shell.
 std::string escaped(const std::string &text) {
     std::string result = !text.empty() && (text[0] == '.' || text[0] == '\'') ? "\\&" : "";
     for (const char character : text) {
@@ -35,8 +37,8 @@ bool isHeading(const std::string &line) {
     return line.size() > 1 && line.back() == ':' && line.find(' ') == std::string::npos;
 }
 
-// Text of several lines as it stands. A line such as "Examples:" that stands alone becomes a
-// heading, of a section or within one.
+// Preformatted text. A line of one word and a colon, such as "Examples:", becomes a section if
+// `hasSections`, else a paragraph.
 void writeText(std::ostream &out, const std::string &text, bool hasSections) {
     std::istringstream lines(text);
     bool isOpen = false;
@@ -120,3 +122,5 @@ void writeManualPage(std::ostream &out, const CLI::App &program) {
     }
     writeText(out, program.get_footer(), true);
 }
+
+}  // namespace support

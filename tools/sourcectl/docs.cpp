@@ -7,6 +7,6 @@
 int main(int argc, char **argv) {
     int result = EXIT_FAILURE;
     sourcectl::showCommandLine(
-        [&](const CLI::App &app) { result = documentCommandLine(app, argc, argv); });
+        [&](const CLI::App &app) { result = support::documentCommandLine(app, argc, argv); });
     return result;
 }
