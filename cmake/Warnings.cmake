@@ -7,3 +7,10 @@ target_compile_options(source-api-warnings INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion
     $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
     $<$<BOOL:${SOURCE_API_WERROR}>:-Werror>)
+
+# source_api_limit_glib(TARGET): a warning for whatever GLib 2.56, the oldest that the library is
+# for, does not have.
+function(source_api_limit_glib target)
+    target_compile_definitions(${target} PRIVATE
+        GLIB_VERSION_MIN_REQUIRED=GLIB_VERSION_2_56 GLIB_VERSION_MAX_ALLOWED=GLIB_VERSION_2_56)
+endfunction()

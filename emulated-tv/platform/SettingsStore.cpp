@@ -3,9 +3,13 @@
 
 #include "SettingsStore.h"
 
+#include <fcntl.h>
 #include <glib.h>
+#include <unistd.h>
 
-#include <stdexcept>
+#include <cerrno>
+#include <cstdio>
+#include <system_error>
 
 #include "TvRoot.h"
 
@@ -30,13 +34,38 @@ std::filesystem::path SettingsStore::fileOf(const std::string &key) const {
     return m_folder / safeFileName(key);
 }
 
+namespace {
+
+bool writeAll(int descriptor, const std::string &content) {
+    std::size_t written = 0;
+    while (written < content.size()) {
+        const ssize_t count = write(descriptor, content.data() + written, content.size() - written);
+        if (count < 0 && errno != EINTR) {
+            return false;
+        }
+        written += count < 0 ? 0 : static_cast<std::size_t>(count);
+    }
+    return fsync(descriptor) == 0;
+}
+
+}  // namespace
+
 void replaceFile(const std::filesystem::path &file, const std::string &content) {
-    constexpr auto how = static_cast<GFileSetContentsFlags>(G_FILE_SET_CONTENTS_CONSISTENT |
-                                                            G_FILE_SET_CONTENTS_DURABLE);
-    g_autoptr(GError) error = nullptr;
-    if (g_file_set_contents_full(file.c_str(), content.data(), static_cast<gssize>(content.size()),
-                                 how, 0600, &error) == FALSE) {
-        throw std::runtime_error(error->message);
+    std::string scratch = file.string() + ".XXXXXX";
+    const int descriptor = g_mkstemp_full(scratch.data(), O_WRONLY | O_CLOEXEC, 0600);
+    if (descriptor < 0) {
+        throw std::system_error(errno, std::generic_category(), file.string());
+    }
+    bool done = writeAll(descriptor, content);
+    int cause = errno;
+    close(descriptor);
+    if (done && std::rename(scratch.c_str(), file.c_str()) != 0) {
+        done = false;
+        cause = errno;
+    }
+    if (!done) {
+        unlink(scratch.c_str());
+        throw std::system_error(cause, std::generic_category(), file.string());
     }
 }
 

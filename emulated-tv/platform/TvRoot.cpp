@@ -20,15 +20,16 @@ std::string safeFileName(const std::string &text) {
     if (text.empty()) {
         return "%";
     }
-    g_autofree char *escaped =
-        g_uri_escape_bytes(reinterpret_cast<const guint8 *>(text.data()), text.size(), nullptr);
+    // A name without dots is neither "." nor "..", nor that of a temporary file.
+    const std::string kept = "-_~";
+    const std::string digits = "0123456789ABCDEF";
     std::string name;
-    for (const char *next = escaped; *next != '\0'; ++next) {
-        // A name without dots is neither "." nor "..", nor that of a temporary file.
-        if (*next == '.') {
-            name += "%2E";
+    for (const char character : text) {
+        const auto byte = static_cast<unsigned char>(character);
+        if (g_ascii_isalnum(character) || kept.find(character) != std::string::npos) {
+            name += character;
         } else {
-            name += *next;
+            name += {'%', digits[byte / 16U], digits[byte % 16U]};
         }
     }
     return name;
