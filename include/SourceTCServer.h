@@ -116,7 +116,7 @@ class SourceTCServer {
     std::string m_ServerName;
     std::string m_BusName;
     std::string m_ExtraName;
-    unsigned int m_Reserved __attribute__((unused));
+    unsigned int m_Reserved;
     GDBusConnection *m_Connection;
     unsigned int m_OwnerId;
     unsigned int m_RegistrationId;

@@ -130,6 +130,7 @@ SourceTCServer::SourceTCServer(std::string name, SourceTCServerType type)
       m_RegistrationId(0),
       m_IntrospectionData(nullptr),
       m_SendCount(0) {
+    static_cast<void>(m_Reserved);  // Unused: it keeps its place in the layout.
     m_Mutex.Create();
     const MutexLock lock(tableMutex);
     livingEndpoints.insert(this);
