@@ -2,22 +2,25 @@
 // SPDX-License-Identifier: Apache-2.0
 
 /// \file
-/// The TV's list of input sources: reading it, changing it, hearing of changes.
+/// The TV's list of input sources: reading it, changing it, being notified of changes.
 ///
 /// 1. One object serves the whole process: CSourceAPI::Get(). The first call connects to the
-///    system bus, reads the sources' names and subscribes to changes. Whatever of that fails is
-///    tried again by the next request, but a bus connection that was lost later is not made
-///    again: every request then fails at once. Nothing needs to be closed.
+///    system bus, reads the sources' names and subscribes to changes. Any step that fails is tried
+///    again by the next request, but a bus connection that was lost later is not made again: every
+///    request then fails at once. Nothing needs to be closed. A process that was forked from one
+///    that uses the library must not use it: there, every request fails at once.
 /// 2. Failures show as results: false, a null pointer, or a device type of 0. A false result
 ///    covers a refusal by the source service as well as a service that could not be reached; the
-///    platform's log (tag "SOURCE_API") tells which. Json::Exception leaves the library only from
+///    platform's log (tag "SOURCE_API") shows which. Json::Exception leaves the library only from
 ///    Get() and the name and list queries, when the settings store holds values of wrong types.
 /// 3. Time: a request blocks its caller until the service answers, at most for the bus's default
 ///    time-out (25 seconds) for each of its two bus calls, and fails at once when the service is
-///    not on the bus. Only the first read of the list waits for the service to come up, with a
-///    time-out argument of 10000 to the platform's readiness event.
-/// 4. Threads: any thread may call anything at any time, a callback included, but for what 5
-///    forbids. The library starts no thread and runs no main loop.
+///    not on the bus. Only a fetch of the list first waits for the service to come up, with a
+///    time-out argument of 10000 to the platform's readiness event. The list is fetched when it is
+///    read and no fetch has succeeded yet, when a name or device type is read after one was
+///    changed, and when a change signal carries no list.
+/// 4. Threads: any thread may call any function at any time, also from a callback, except for what
+///    5 forbids. The library starts no thread and runs no main loop.
 /// 5. Change callbacks run on the thread that iterates the GLib main context which was the
 ///    thread-default one where Get() was first called (the global default context, unless the
 ///    application pushed another), and only while it is iterated; those of a first load run on
@@ -44,6 +47,12 @@
 
 class SourceTCServer;
 
+namespace source_api {
+namespace internal {
+struct ClientOperations;
+}  // namespace internal
+}  // namespace source_api
+
 /// The two locks of the client. Neither is held over a request, and the library never holds both.
 /// Applications have no need to touch them.
 ///
@@ -65,9 +74,9 @@ class CSourceItem {
 
     int sourceType;            ///< in the service's numbering
     std::string editName;      ///< given by the user
-    std::string detectedName;  ///< told by the connected device
+    std::string detectedName;  ///< reported by the connected device
     std::string iconPath;      ///< empty when there is none
-    std::string uniqueKey;     ///< names the source among all
+    std::string uniqueKey;     ///< identifies the source
     bool connectionState;      ///< a device is connected
     int powerState;            ///< in the service's numbering
     int mbrActivityIndex;      ///< tells apart several sources of one type
@@ -86,11 +95,11 @@ class SourceNameList {
     ~SourceNameList();
 
     std::string editName;      ///< given by the user
-    std::string detectedName;  ///< told by the connected device
+    std::string detectedName;  ///< reported by the connected device
     int deviceType;            ///< in the service's numbering
     int mbrActivityIndex;      ///< -2 in a new entry
-    int editState;             ///< how the name came about
-    int settingMethod;         ///< how the device type came about
+    int editState;             ///< how the name was set
+    int settingMethod;         ///< how the device type was set
 };
 
 /// One registered change callback.
@@ -128,19 +137,20 @@ class CSourceAPI {
     bool RunApp(int sourceType, std::string uniqueKey);
 
     /// The source list as one line of JSON, an array with one object for each source; the caller
-    /// releases it with free(). Null when it could not be had. The first successful read asks the
+    /// releases it with free(). Null when it could not be read. The first successful read asks the
     /// service and calls all registered callbacks with 0; later ones are served from the cache.
     char *GetSourceList();
 
     /// The source list as records in the service's order under each source type. *out is replaced
     /// by a new map in any case; a map that it held before stays as it was for its other owners.
-    /// False when the list could not be had (*out then is empty) or an element could not be read
+    /// False when the list could not be read (*out then is empty) or an element was unreadable
     /// (*out then has the elements before it). Does not call the callbacks.
     bool GetSourceList(std::shared_ptr<std::multimap<int, CSourceItem>> *out);
 
     /// The name of a source: the user's, else the detected one. False, and `name` unchanged, when
-    /// there is no such entry or the names could not be read. Served from a cache; asks the
-    /// service only after a change of a name or a device type, or a failed read.
+    /// there is no such entry or the names could not be read. Served from a cache; only after a
+    /// change of a name or a device type, or a failed read, the names are read again and the list
+    /// is fetched (see 3 above).
     bool GetSourceEditName(int sourceType, std::string &name, int mbrActivityIndex);
 
     /// The device type of a source, in the same way.
@@ -188,6 +198,8 @@ class CSourceAPI {
                            std::shared_ptr<std::map<std::string, std::string>> *usbData);
 
  private:
+    friend struct source_api::internal::ClientOperations;
+
     CSourceAPI();
     ~CSourceAPI();
     CSourceAPI(const CSourceAPI &) = delete;
@@ -230,7 +242,7 @@ class CSourceAPI {
     static bool m_bIntializedSourceItemArray;
 
     // Guarded by m_sourceUtilMutex. References to objects that are never destroyed: a request on
-    // another thread may still end after the process has begun to exit.
+    // another thread may end after the process has begun to exit.
     static Json::Value &m_sourceItemArray;
     static std::multimap<int, SourceNameList> &m_SourceDataMap;
 };

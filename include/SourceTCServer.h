@@ -10,9 +10,10 @@
 ///    then fails at once.
 /// 2. Life: construct, CreateDBusProxy(), use, CloseDBusProxy(), destroy. The destructor does not
 ///    close: an endpoint that is destroyed while open keeps its reference to the connection.
-/// 3. Threads: any thread may call any operation. Calls run side by side; opening, closing,
-///    subscribing and unsubscribing wait for one another without limit. The endpoint must not be
-///    destroyed while an operation of it is running.
+/// 3. Threads: any thread may call any operation. Calls run concurrently; opening, closing,
+///    subscribing and unsubscribing wait for one another without limit, and a call that is made
+///    while the bus is being opened fails after about a millisecond, as it does during a close. The
+///    endpoint must not be destroyed while one of its operations is running.
 /// 4. Signals arrive on the thread that iterates the GLib main context which was the
 ///    thread-default one of the subscriber at the time of SubscribeSignal(), and only while it is
 ///    iterated.
@@ -40,7 +41,8 @@ class SourceTCServer {
     /// body was of an unknown type), `signalName` the member, `message` the decoded content,
     /// `userData` the subscriber's pointer. All belong to the endpoint and end with the call: copy
     /// what is kept. It blocks every other source of its main context while it runs. A
-    /// Json::Exception that leaves it is logged; any other exception passes into GLib's main loop.
+    /// Json::Exception or std::bad_alloc that leaves it is logged; any other exception passes into
+    /// GLib's main loop.
     typedef void (*SignalCallback)(const char *sender, const char *signalName,
                                    SourceTCMessage *message, void *userData);
 
@@ -49,7 +51,7 @@ class SourceTCServer {
         std::string signalName;       ///< the member that it listens to
         SignalCallback callback;      ///< what is called
         void *userData;               ///< what it is called with
-        unsigned int subscriptionId;  ///< the bus library's
+        unsigned int subscriptionId;  ///< that of g_dbus_connection_signal_subscribe()
     };
 
     /// Opens nothing. `name` is sent as the sender of every call.
@@ -92,8 +94,8 @@ class SourceTCServer {
     int SendMessage(const char *dest, const SourceTCMessage *msg, bool sync,
                     SourceTCMessage *reply);
 
-    /// Has `callback` called with `userData` for every signal whose member is `name`, whoever
-    /// sends it. Does not block. Returns 1 when subscribed, 0 when the connection is not open or
+    /// Calls `callback` with `userData` for every signal whose member is `name`, from any sender.
+    /// Does not block. Returns 1 when subscribed, 0 when the connection is not open or
     /// the bus library refused. Subscribing a name again replaces callback and user data, but
     /// leaves the first subscription delivering: every signal then calls the newer callback twice.
     int SubscribeSignal(const char *name, SignalCallback callback, void *userData);

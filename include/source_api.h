@@ -6,7 +6,7 @@
  *
  * 1. Failures show as results: false or a device type of 0. A false result covers a refusal by the
  *    source service as well as a service that could not be reached; the platform's log (tag
- *    "SOURCE_API") tells which. There are no error codes.
+ *    "SOURCE_API") shows which. There are no error codes.
  * 2. Memory: the callback of sourceapi_get_sourcelist() owns each record that it is given and
  *    releases its five texts and then the record itself with free().
  * 3. Nulls: a null text argument raises a C++ exception (std::logic_error), which ends a C
@@ -15,11 +15,12 @@
  *    call of all, sourceapi_get_sourcelist() and sourceapi_get_source_device_type().
  * 4. Time: functions that ask the service block until it answers, at most for the bus's default
  *    time-out (25 seconds) for each of two bus calls, and fail at once when the service is not on
- *    the bus. The first sourceapi_get_sourcelist() or sourceapi_get_source_device_type() that has
- *    to ask also waits for the service to come up (time-out argument 10000 to the platform's
+ *    the bus. A sourceapi_get_sourcelist() or sourceapi_get_source_device_type() that has to fetch
+ *    the list also waits for the service to come up (time-out argument 10000 to the platform's
  *    readiness event). The first call of all also opens the bus connection. A bus connection that
- *    was lost is not made again: every request then fails at once.
- * 5. Threads: any thread may call any function, a callback included, but for what 6 forbids.
+ *    was lost is not made again, and none is made in a process that was forked from one that uses
+ *    the library: every request then fails at once.
+ * 5. Threads: any thread may call any function, also from a callback, except for what 6 forbids.
  * 6. Change callbacks run on the thread that iterates the GLib main context which was the
  *    thread-default one where the library was first called, and only while it is iterated. They
  *    run one after another under one lock: a callback may read the list and make requests, but
@@ -36,14 +37,14 @@
 extern "C" {
 #endif
 
-/** One source. The layout is part of the binary interface. Texts are UTF-8 and never null but when
+/** One source. The layout is part of the binary interface. Texts are UTF-8, and null only when
  * memory ran out. */
 typedef struct sourceapi_source_item {
     int sourceType;       /**< in the service's numbering */
     char *editName;       /**< given by the user */
-    char *detectedName;   /**< told by the connected device */
+    char *detectedName;   /**< reported by the connected device */
     char *iconPath;       /**< empty when there is none */
-    char *uniqueKey;      /**< names the source among all */
+    char *uniqueKey;      /**< identifies the source */
     char *osdText;        /**< on-screen text of the source type, "----" when unknown */
     bool connectionState; /**< a device is connected */
     int powerState;       /**< in the service's numbering */
@@ -76,8 +77,8 @@ void sourceapi_register_source_api_cb(void (*callback)(int, void *), void *userD
 void sourceapi_unregister_source_api_cb(void *userData);
 
 /** Calls callback once for each source, ordered by source type, before it returns. False, and no
- * call, when the list could not be had. The first successful read asks the service; later ones are
- * served from the cache. */
+ * call, when the list could not be read; false, after some of the calls, when memory ran out. The
+ * first successful read asks the service; later ones are served from the cache. */
 bool sourceapi_get_sourcelist(sourceapi_sourcelist_cb callback);
 
 #ifdef __cplusplus

@@ -6,20 +6,21 @@
  *
  * 1. Failures show as results: false, a null pointer, or a device type of 0. A false result covers
  *    a refusal by the source service as well as a service that could not be reached; the
- *    platform's log (tag "SOURCE_API") tells which. There are no error codes.
+ *    platform's log (tag "SOURCE_API") shows which. There are no error codes.
  * 2. Memory: every returned text is a heap copy in UTF-8 that the caller releases with free().
- *    Nothing keeps a pointer that was passed in, but for a callback and its user data.
+ *    No pointer that was passed in is kept, except a callback and its user data.
  * 3. Nulls: a null text argument raises a C++ exception (std::logic_error), which ends a C
  *    program. get_usb_data() is no exception to this. A C++ exception also leaves any function
  *    that reads the settings store when that holds values of wrong types: the first call of all,
  *    get_source_list(), get_edit_name() and get_device_type().
  * 4. Time: functions that ask the service block until it answers, at most for the bus's default
  *    time-out (25 seconds) for each of two bus calls, and fail at once when the service is not on
- *    the bus. The first get_source_list(), get_edit_name() or get_device_type() that has to ask
+ *    the bus. A get_source_list(), get_edit_name() or get_device_type() that has to fetch the list
  *    also waits for the service to come up (time-out argument 10000 to the platform's readiness
  *    event). The first call of all also opens the bus connection. A bus connection that was lost
- *    is not made again: every request then fails at once.
- * 5. Threads: any thread may call any function, a callback included, but for what 6 forbids.
+ *    is not made again, and none is made in a process that was forked from one that uses the
+ *    library: every request then fails at once.
+ * 5. Threads: any thread may call any function, also from a callback, except for what 6 forbids.
  * 6. Change callbacks run on the thread that iterates the GLib main context which was the
  *    thread-default one where the library was first called, and only while it is iterated; those
  *    of a first load run on the thread that called get_source_list(). They run one after another
@@ -39,7 +40,7 @@ extern "C" {
 
 /** The source list as one line of JSON: an array with one object for each source, with the members
  * sourceType, editName, detectedName (both percent-encoded), iconPath, uniqueKey, connectionState,
- * powerState, mbrActivityIndex, settingMethod. Null when it could not be had. The first successful
+ * powerState, mbrActivityIndex, settingMethod. Null when it could not be read. The first successful
  * read asks the service and calls all registered callbacks with 0; later ones do not block. */
 char *get_source_list(void);
 

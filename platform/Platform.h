@@ -10,7 +10,7 @@
 #include <string>
 
 // Writes one line to the platform's log. logId 0 is the main log; priority 4 is info, 6 error.
-// The result is of no interest to callers.
+// The result is ignored.
 extern "C" int __dlog_print(int logId, int priority, const char *tag, const char *format, ...)
     __attribute__((format(printf, 4, 5)));
 

@@ -7,6 +7,8 @@
 
 #include <atomic>
 
+namespace source_api::internal {
+
 template <class T>
 T atomicLoad(T &plain) {
     return std::atomic_ref<T>(plain).load();
@@ -16,5 +18,7 @@ template <class T>
 void atomicStore(T &plain, T value) {
     std::atomic_ref<T>(plain).store(value);
 }
+
+}  // namespace source_api::internal
 
 #endif

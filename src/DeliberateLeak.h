@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Marks memory that the library gives up on purpose, so that a leak checker reports every other
-// leak and not these. A checker that cannot be told finds such memory still in reach.
+// Marks memory that the library leaks on purpose, so that a leak checker does not report it. For
+// valgrind, which has no such call, the memory is kept reachable instead.
 #ifndef SOURCE_API_DELIBERATE_LEAK_H
 #define SOURCE_API_DELIBERATE_LEAK_H
 
@@ -23,6 +23,8 @@
 #include <vector>
 #endif
 
+namespace source_api::internal {
+
 inline void leakOnPurpose([[maybe_unused]] const void *memory) {
 #if defined(SOURCE_API_HAS_LEAK_CHECKER)
     __lsan_ignore_object(memory);
@@ -33,5 +35,7 @@ inline void leakOnPurpose([[maybe_unused]] const void *memory) {
     kept.push_back(memory);
 #endif
 }
+
+}  // namespace source_api::internal
 
 #endif

@@ -9,6 +9,8 @@
 
 #include <memory>
 
+namespace source_api::internal {
+
 struct GLibRelease {
     void operator()(GVariant *variant) const { g_variant_unref(variant); }
     void operator()(GError *error) const { g_error_free(error); }
@@ -18,5 +20,7 @@ struct GLibRelease {
 using VariantPtr = std::unique_ptr<GVariant, GLibRelease>;
 using ErrorPtr = std::unique_ptr<GError, GLibRelease>;
 using ConnectionPtr = std::unique_ptr<GDBusConnection, GLibRelease>;
+
+}  // namespace source_api::internal
 
 #endif

@@ -3,65 +3,72 @@
 
 #include "JsonText.h"
 
+#include <array>
+#include <atomic>
 #include <memory>
 #include <sstream>
 #include <utility>
-#include <vector>
 
-#include "Mutex.h"
+namespace source_api::internal {
 
 namespace {
 
-// Tools that nobody uses at the moment: at most as many as threads have ever come at once. Who
-// fails does not put his tool back.
-template <class Tool>
-class Shelf {
+// Idle objects, kept for the next thread that needs one. Lock-free, and usable until the process
+// has ended: there is no destructor that could run before the last request of another thread.
+template <class Object>
+class Pool {
  public:
-    // Empty when all are in use.
-    std::unique_ptr<Tool> take() EXCLUDES(m_mutex) {
-        const MutexLock lock(m_mutex);
-        if (m_tools.empty()) {
-            return nullptr;
+    // Null when there is no idle object.
+    std::unique_ptr<Object> take() {
+        for (std::atomic<Object *> &slot : m_slots) {
+            if (slot.load(std::memory_order_relaxed) == nullptr) {
+                continue;
+            }
+            if (Object *const object = slot.exchange(nullptr)) {
+                return std::unique_ptr<Object>(object);
+            }
         }
-        std::unique_ptr<Tool> tool = std::move(m_tools.back());
-        m_tools.pop_back();
-        return tool;
+        return nullptr;
     }
 
-    void putBack(std::unique_ptr<Tool> tool) EXCLUDES(m_mutex) {
-        const MutexLock lock(m_mutex);
-        m_tools.push_back(std::move(tool));
+    // Deletes the object when all slots are occupied.
+    void put(std::unique_ptr<Object> object) {
+        for (std::atomic<Object *> &slot : m_slots) {
+            Object *expected = nullptr;
+            if (slot.compare_exchange_strong(expected, object.get())) {
+                (void)object.release();
+                return;
+            }
+        }
     }
 
  private:
-    Mutex m_mutex;
-    std::vector<std::unique_ptr<Tool>> m_tools GUARDED_BY(m_mutex);
+    std::array<std::atomic<Object *>, 8> m_slots{};
 };
 
 struct Writer {
+    // Without this, a stream that runs out of memory truncates the text silently.
+    Writer() { stream.exceptions(std::ios_base::badbit); }
+
     const std::unique_ptr<Json::StreamWriter> writer{defaultWriterBuilder().newStreamWriter()};
     std::ostringstream stream;
 };
 
-// Never destroyed: a request on another thread may still end after the process has begun to exit.
-Shelf<Json::CharReader> &readers = *new Shelf<Json::CharReader>;
-Shelf<Writer> &writers = *new Shelf<Writer>;
+constinit Pool<Json::CharReader> readers;
+constinit Pool<Writer> writers;
 
 std::string written(const Json::Value &value, const char *before, const char *after) {
-    std::unique_ptr<Writer> tool = writers.take();
-    if (!tool) {
-        tool = std::make_unique<Writer>();
+    std::unique_ptr<Writer> writer = writers.take();
+    if (!writer) {
+        writer = std::make_unique<Writer>();
     }
-    tool->stream << before;
-    tool->writer->write(value, &tool->stream);
-    tool->stream << after;
-    const bool reusable = tool->stream.good();
-    // Moved out: a long text's memory does not stay on the shelf. g++ 10 copies it instead.
-    std::string text = std::move(tool->stream).str();
-    tool->stream.str(std::string());
-    if (reusable) {
-        writers.putBack(std::move(tool));
-    }
+    writer->stream << before;
+    writer->writer->write(value, &writer->stream);
+    writer->stream << after;
+    // Moved, so that the memory of a long text does not stay in the pool. g++ 10 copies.
+    std::string text = std::move(writer->stream).str();
+    writer->stream.str(std::string());
+    writers.put(std::move(writer));
     return text;
 }
 
@@ -79,7 +86,7 @@ bool readJson(const std::string &text, Json::Value &root, std::string *errors) {
         reader.reset(builder.newCharReader());
     }
     const bool read = reader->parse(text.data(), text.data() + text.size(), &root, errors);
-    readers.putBack(std::move(reader));
+    readers.put(std::move(reader));
     return read;
 }
 
@@ -90,3 +97,5 @@ std::string jsonText(const Json::Value &value) {
 std::string styledText(const Json::Value &value) {
     return written(value, value.hasComment(Json::commentBefore) ? "\n" : "", "\n");
 }
+
+}  // namespace source_api::internal

@@ -8,25 +8,27 @@
 
 #include "JsonText.h"
 
+namespace source_api::internal {
+
 namespace {
 
 const auto *const plainBody = G_VARIANT_TYPE("(suss)");
 const auto *const bufferBody = G_VARIANT_TYPE("(sussa(y))");
 
-// A D-Bus text must be UTF-8; GLib ends the process over one that is not.
+// D-Bus strings must be UTF-8: GLib aborts the process otherwise.
 GVariant *newText(const std::string &text) {
     return g_utf8_validate(text.c_str(), -1, nullptr) != FALSE
                ? g_variant_new_string(text.c_str())
                : g_variant_new_take_string(g_utf8_make_valid(text.c_str(), -1));
 }
 
-// The fields put together; format strings would be read anew for every call.
+// Cheaper than g_variant_new(), which parses a format string for every call.
 VariantPtr makeBody(std::initializer_list<GVariant *> fields) {
     return VariantPtr(
         g_variant_ref_sink(g_variant_new_tuple(std::data(fields), std::size(fields))));
 }
 
-// What a message says now: its own text may lag behind its JSON.
+// m_Message may be older than m_JsonRoot.
 std::string currentText(const SourceTCMessage &message) {
     return message.m_JsonRoot.empty() ? message.m_Message : jsonText(message.m_JsonRoot);
 }
@@ -36,7 +38,7 @@ const char *textAt(GVariant *body, gsize index) {
     return g_variant_get_string(child.get(), nullptr);
 }
 
-// The fields that both shapes have.
+// The fields that both types have.
 void readPlainFields(GVariant *body, BodyView &view) {
     view.sender = textAt(body, 0);
     view.number = g_variant_get_uint32(VariantPtr(g_variant_get_child_value(body, 1)).get());
@@ -44,7 +46,7 @@ void readPlainFields(GVariant *body, BodyView &view) {
     view.text = textAt(body, 3);
 }
 
-bool standsForNoBuffer(const unsigned char *bytes, gsize size) {
+bool meansNoBuffer(const unsigned char *bytes, gsize size) {
     return size == 0 || bytes == nullptr || (size == 1 && bytes[0] == 0);
 }
 
@@ -78,13 +80,15 @@ bool readBody(GVariant *body, BodyView &view) {
         return false;
     }
     readPlainFields(body, view);
-    // The bytes stay valid inside the body.
+    // The bytes remain valid as long as the body does.
     const VariantPtr array(g_variant_get_child_value(body, 4));
     const auto *const bytes = static_cast<const unsigned char *>(g_variant_get_data(array.get()));
     const gsize size = g_variant_get_size(array.get());
-    if (!standsForNoBuffer(bytes, size)) {
+    if (!meansNoBuffer(bytes, size)) {
         view.buffer = bytes;
         view.bufferSize = static_cast<unsigned int>(size);
     }
     return true;
 }
+
+}  // namespace source_api::internal

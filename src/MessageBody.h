@@ -1,12 +1,12 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The layout of what travels on the bus: the one place that knows it.
+// Encoding and decoding of the bodies of method calls, replies and signals.
 //
 //   (suss)       sender, number, auxiliary text, message text
-//   (sussa(y))   the same and a buffer, as an array of one-byte structures
+//   (sussa(y))   the same and a buffer as an array of one-byte structures
 //
-// A peer that has no buffer but must send the second shape sends a single zero byte.
+// In the second form a single zero byte means "no buffer".
 #ifndef SOURCE_API_MESSAGE_BODY_H
 #define SOURCE_API_MESSAGE_BODY_H
 
@@ -15,17 +15,19 @@
 #include "GLibPtr.h"
 #include "SourceTCMessage.h"
 
-// The method that takes a body, and the body.
+namespace source_api::internal {
+
+// The method to call, and its body.
 struct MethodCall {
     const char *method;
     VariantPtr body;
 };
 
-// The call that delivers `message` (nothing when null), whose JSON is written anew. The body
-// borrows the message's buffer, so the message must outlive it.
+// The call that sends `message` (an empty message when null); its text is generated from its JSON.
+// The body refers to the message's buffer, so the message must outlive it.
 MethodCall makeMethodCall(const std::string &sender, const SourceTCMessage *message);
 
-// What a body holds. The texts are the body's own; the buffer is null when there is none.
+// The fields of a body. All pointers point into the body; the buffer is null when there is none.
 struct BodyView {
     const char *sender = nullptr;
     guint32 number = 0;
@@ -35,7 +37,9 @@ struct BodyView {
     unsigned int bufferSize = 0;
 };
 
-// Reads a body into `view`. False for a body of any other type.
+// False, and `view` is unchanged, when the body has another type.
 bool readBody(GVariant *body, BodyView &view);
+
+}  // namespace source_api::internal
 
 #endif

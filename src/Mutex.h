@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// A mutex that clang's thread-safety analysis understands, and the words of that analysis. Other
-// compilers see a plain std::mutex.
+// A mutex for clang's thread-safety analysis, and the attributes of that analysis. For other
+// compilers it is a plain std::mutex.
 #ifndef SOURCE_API_MUTEX_H
 #define SOURCE_API_MUTEX_H
 
@@ -21,6 +21,8 @@
 #define RELEASE(...) THREAD_ANNOTATION(release_capability(__VA_ARGS__))
 #define REQUIRES(...) THREAD_ANNOTATION(requires_capability(__VA_ARGS__))
 #define EXCLUDES(...) THREAD_ANNOTATION(locks_excluded(__VA_ARGS__))
+
+namespace source_api::internal {
 
 class CAPABILITY("mutex") Mutex {
  public:
@@ -41,5 +43,7 @@ class SCOPED_CAPABILITY MutexLock {
  private:
     Mutex &m_mutex;
 };
+
+}  // namespace source_api::internal
 
 #endif

@@ -9,17 +9,18 @@
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <new>
 #include <optional>
 #include <string_view>
 
 #include "Atomic.h"
-#include "CText.h"
 #include "JsonText.h"
 #include "Log.h"
 #include "Mutex.h"
-#include "SharedEndpoint.h"
 #include "SourceTCServer.h"
+
+using namespace source_api::internal;
 
 std::recursive_mutex m_sourceUtilMutex;
 std::mutex m_sourceAPICallbackDataMutex;
@@ -43,15 +44,43 @@ constexpr int readinessTimeout = 10000;
 constexpr const char *sourceNameKey = "db/source-list/source-name";
 constexpr const char *unknownSourceType = "----";
 
-// Makes threads that connect at once end with one subscription. Held while a subscription is
-// checked, made and noted, or ended; never over a bus call, the settings store or opening a bus.
+// Guards the endpoint and the subscription: it is held to publish or withdraw the endpoint, to copy
+// the pointer to it, and to check, make, note or end the subscription, so that threads that connect
+// at the same time end up with one of each. The endpoint's m_Mutex and then its tableMutex are
+// taken inside it. It is never held over a bus call, the settings store or the opening of a bus.
 Mutex connectionMutex;
 
-// Guards the array of registrations itself, innermost and for short: at exit the array is
-// released without waiting for callbacks that still run on another thread.
-Mutex registrationsMutex;
+// The endpoint that dBusHandler points to. A request holds a copy, so that an endpoint that is
+// withdrawn meanwhile is deleted by its last user. Never destroyed: a request on another thread may
+// end after the process has begun to exit.
+std::shared_ptr<SourceTCServer> &sharedEndpoint GUARDED_BY(connectionMutex) =
+    *new std::shared_ptr<SourceTCServer>;
 
-// The values that the running announcement of this thread still has to tell; null when none runs.
+// Null when there is no endpoint.
+std::shared_ptr<SourceTCServer> currentEndpoint() EXCLUDES(connectionMutex) {
+    const MutexLock lock(connectionMutex);
+    return sharedEndpoint;
+}
+
+// The process that connected. In a child that it forked, locks may be held by threads that do not
+// exist there, and GLib's thread, which serves the bus connection, does not exist either.
+std::atomic<pid_t> connectingProcess{0};
+
+bool isForkedChild() {
+    const pid_t process = connectingProcess;
+    return process != 0 && process != getpid();
+}
+
+// Makes the subscription unless it is there. Returns whether it is there now.
+bool ensureSubscribed(bool &isSubscribed, bool (*subscribe)()) EXCLUDES(connectionMutex) {
+    const MutexLock lock(connectionMutex);
+    if (!atomicLoad(isSubscribed)) {
+        atomicStore(isSubscribed, subscribe());
+    }
+    return atomicLoad(isSubscribed);
+}
+
+// The values that this thread still has to announce; null when it is not announcing.
 thread_local std::vector<int> *pendingValues = nullptr;
 
 // Marks this thread as announcing.
@@ -62,36 +91,48 @@ class Announcement {
     Announcement(const Announcement &) = delete;
     Announcement &operator=(const Announcement &) = delete;
 
-    // The next value to tell. Callbacks may add more at any time.
+    // The next value to announce. Callbacks may add values at any time.
     std::optional<int> next() {
-        return m_told < m_values.size() ? std::optional<int>(m_values[m_told++]) : std::nullopt;
+        return m_announced < m_values.size() ? std::optional<int>(m_values[m_announced++])
+                                             : std::nullopt;
     }
 
  private:
     std::vector<int> m_values;
-    std::size_t m_told = 0;
+    std::size_t m_announced = 0;
 };
 
-// Whether the last reading of the names was one. What it read may be stale meanwhile.
+// True if the last read of the settings key succeeded. The cached names may still be stale.
 std::atomic<bool> namesWereRead{false};
 
-// How often names or device types were changed from here.
+// How often names or device types were changed by this process. Changed under m_sourceUtilMutex.
 std::atomic<unsigned int> nameChanges{0};
 
-// Makes the next query of names or device types read the store again. Counted first: whoever reads
-// the store just now either sees the count or sets the flag before this clears it.
+// Makes the next query of names or device types read the store again.
 void expireNames(bool &areFresh) {
+    const std::lock_guard<std::recursive_mutex> lock(m_sourceUtilMutex);
     ++nameChanges;
     atomicStore(areFresh, false);
 }
 
-// Where a list is expected, the empty JSON string asks for one to be fetched.
-Json::Value fetchRequest() {
-    return Json::Value("");
+// Where a refresh takes the list from. On the bus, and in the interface of the operations, a list
+// that is the empty string means: fetch it from the service.
+enum class ListOrigin { service, signal };
+
+ListOrigin originOf(const Json::Value &list) {
+    return list.isString() && list.asString().empty() ? ListOrigin::service : ListOrigin::signal;
 }
 
-// The first entry of a source type with that activity index; null when there is none. The caller
-// holds m_sourceUtilMutex.
+// A command in the form that the service expects.
+struct Request : SourceTCMessage {
+    Request(const std::string &method, Json::Value data) {
+        m_JsonRoot["method"] = method;
+        m_JsonRoot["data"] = std::move(data);
+    }
+};
+
+// The first entry of a source type with that activity index, or null. The caller holds
+// m_sourceUtilMutex.
 const SourceNameList *findName(const std::multimap<int, SourceNameList> &names, int sourceType,
                                int mbrActivityIndex) {
     for (auto entry = names.lower_bound(sourceType);
@@ -107,7 +148,7 @@ bool parseJson(const std::string &text, Json::Value &root) {
     try {
         return readJson(text, root, nullptr);
     } catch (const Json::Exception &) {
-        return false;  // nested deeper than the reader goes
+        return false;  // nested deeper than the reader's limit
     }
 }
 
@@ -136,8 +177,8 @@ std::string oneLine(const Json::Value &value) {
     return text;
 }
 
-// Whether `list` differs from the cache, without copying it as the operation of that name has to;
-// the log names the function.
+// Whether `list` differs from the cache. The operation of the same name takes its argument by
+// value; this one does not copy. It has the same name because the log shows it.
 bool m_IsUpdated(const Json::Value &cache, const Json::Value &list) {
     const std::lock_guard<std::recursive_mutex> lock(m_sourceUtilMutex);
     const bool updated = cache != list;
@@ -147,30 +188,28 @@ bool m_IsUpdated(const Json::Value &cache, const Json::Value &list) {
     return updated;
 }
 
-// The character that the digits of a percent escape stand for.
+// The character for the digits of a percent escape.
 char unescape(const std::string &digits) {
     unsigned int value = 0;
     const char *const end = digits.data() + digits.size();
     const auto read = std::from_chars(digits.data(), end, value, 16);
     if (read.ec != std::errc() || read.ptr != end) {
-        // sscanf decides what a malformed escape means: blanks, signs and no digit at all.
+        // For malformed escapes (blanks, signs, no digit) the result is that of sscanf.
         value = 0;
         (void)std::sscanf(digits.c_str(), "%x", &value);
     }
     return static_cast<char>(value & 0xFFU);
 }
 
-// Asks for a USB device by `send` and hands the whole answer to `take`. Both forms of the query
-// share it; it bears their name because the log names the function.
+// Both forms of the query: sends the request with `send` and passes the reply to `take`. It has
+// their name because the log shows it.
 template <class Key, class Send, class Take>
 bool GetUsbData(const Key &uniqueKey, const char *shownKey, Send send, Take take) {
     LOG_ERROR("connecting uniquekey = [%s]", orNull(shownKey));
     try {
         Json::Value data;
         data["SourceUniqueKey"] = std::string(uniqueKey);
-        SourceTCMessage request;
-        request.m_JsonRoot["method"] = "UtilGetUsbData";
-        request.m_JsonRoot["data"] = std::move(data);
+        Request request("UtilGetUsbData", std::move(data));
         SourceTCMessage reply;
         if (!send(request, reply)) {
             return false;
@@ -191,6 +230,17 @@ bool GetUsbData(const Key &uniqueKey, const char *shownKey, Send send, Take take
 }
 
 }  // namespace
+
+// Internal forms of private operations. They have the same names because the log shows them.
+struct source_api::internal::ClientOperations {
+    static bool m_UpdateSourceListCache(ListOrigin origin, Json::Value list);
+    static bool m_UpdateCache(ListOrigin origin, Json::Value list = Json::Value());
+
+    // The whole of the destructor.
+    static void closeClient();
+    // Returns the withdrawn endpoint, which the caller releases without the lock.
+    static std::shared_ptr<SourceTCServer> m_CloseDbusConnection() REQUIRES(connectionMutex);
+};
 
 CSourceItem::CSourceItem()
     : sourceType(0), connectionState(false), powerState(0), mbrActivityIndex(0), settingMethod(0) {}
@@ -221,7 +271,13 @@ SourceNameList::SourceNameList()
 SourceNameList::~SourceNameList() = default;
 
 CSourceAPI *CSourceAPI::Get() {
-    static CSourceAPI instance;
+    // Closed at exit, but its memory is not released: a thread that is still running may be calling
+    // or changing the registrations.
+    static CSourceAPI &instance = *new CSourceAPI;
+    static const struct CloseAtExit {
+        CloseAtExit() {}
+        ~CloseAtExit() { ClientOperations::closeClient(); }
+    } closeAtExit;
     return &instance;
 }
 
@@ -231,11 +287,15 @@ CSourceAPI::CSourceAPI() {
 }
 
 CSourceAPI::~CSourceAPI() {
-    LOG_INFO("CSourceAPI destructor");
-    m_CloseDbusConnection();
-    std::vector<STSourceAPICallbackData> released;
-    const MutexLock lock(registrationsMutex);
-    released.swap(m_sourceAPICallbackData);
+    ClientOperations::closeClient();
+}
+
+void ClientOperations::closeClient() {
+    if (isForkedChild()) {
+        return;
+    }
+    LOG_INFO_AS("~CSourceAPI", "CSourceAPI destructor");
+    CSourceAPI::m_CloseDbusConnection();
 }
 
 void CSourceAPI::RegisterSourceAPICallback(void (*callback)(int, void *), void *pUserData) {
@@ -248,7 +308,6 @@ void CSourceAPI::RegisterSourceAPICallback(void (*callback)(int, void *), void *
     const std::lock_guard<std::mutex> lock(m_sourceAPICallbackDataMutex);
     LOG_INFO("[Register Callback] callback : %p, pUserData : %p",
              reinterpret_cast<void *>(callback), pUserData);
-    const MutexLock arrayLock(registrationsMutex);
     api->m_sourceAPICallbackData.push_back({callback, pUserData});
 }
 
@@ -259,7 +318,6 @@ void CSourceAPI::UnregisterSourceAPICallback(void *pUserData) {
     }
     CSourceAPI *const api = Get();
     const std::lock_guard<std::mutex> lock(m_sourceAPICallbackDataMutex);
-    const MutexLock arrayLock(registrationsMutex);
     auto &registrations = api->m_sourceAPICallbackData;
     for (auto entry = registrations.begin(); entry != registrations.end(); ++entry) {
         if (entry->pUserData == pUserData) {
@@ -289,7 +347,7 @@ bool CSourceAPI::RunApp(int sourceType, std::string uniqueKey) {
 char *CSourceAPI::GetSourceList() {
     LOG_ERROR("GetSourceList!");
     if (!atomicLoad(m_bIntializedSourceItemArray)) {
-        if (!m_UpdateCache(fetchRequest())) {
+        if (!ClientOperations::m_UpdateCache(ListOrigin::service)) {
             LOG_ERROR("Failed to get sourcelist!");
             return nullptr;
         }
@@ -299,18 +357,19 @@ char *CSourceAPI::GetSourceList() {
     std::string text = m_GetSourceItemArrayString();
     m_ReplaceText(text, "\n", "");
     LOG_INFO("%s", text.c_str());
-    return newCText(text);
+    return strdup(text.c_str());
 }
 
 bool CSourceAPI::GetSourceList(std::shared_ptr<std::multimap<int, CSourceItem>> *out) {
     LOG_ERROR("GetSourceList!");
     *out = std::make_shared<std::multimap<int, CSourceItem>>();
-    if (!atomicLoad(m_bIntializedSourceItemArray) && !m_UpdateCache(fetchRequest())) {
+    if (!atomicLoad(m_bIntializedSourceItemArray) &&
+        !ClientOperations::m_UpdateCache(ListOrigin::service)) {
         LOG_ERROR("Failed to get sourcelist!");
         return false;
     }
     try {
-        // Copied one by one, so that a long list lies in memory in the order of reading.
+        // Copied one by one: a long list is then stored in the order in which it is read.
         std::vector<Json::Value> list;
         {
             const std::lock_guard<std::recursive_mutex> lock(m_sourceUtilMutex);
@@ -324,7 +383,7 @@ bool CSourceAPI::GetSourceList(std::shared_ptr<std::multimap<int, CSourceItem>> 
             LOG_INFO("[%d] %s", key, oneLine(element).c_str());
             CSourceItem &item = (*out)->emplace(key, CSourceItem())->second;
             m_ConvertJsonToSourceItemObject(std::move(element), &item);
-            // As in every copy of a record.
+            // A copied record would not have it either.
             item.settingMethod = 0;
         }
     } catch (const Json::Exception &exception) {
@@ -335,7 +394,8 @@ bool CSourceAPI::GetSourceList(std::shared_ptr<std::multimap<int, CSourceItem>> 
 }
 
 bool CSourceAPI::GetSourceEditName(int sourceType, std::string &name, int mbrActivityIndex) {
-    if (!atomicLoad(m_bIntializedSourceDataMap) && !m_UpdateCache(fetchRequest())) {
+    if (!atomicLoad(m_bIntializedSourceDataMap) &&
+        !ClientOperations::m_UpdateCache(ListOrigin::service)) {
         LOG_ERROR("Failed to get sourcemap!");
         return false;
     }
@@ -357,7 +417,8 @@ bool CSourceAPI::GetSourceEditName(int sourceType, std::string &name, int mbrAct
 
 bool CSourceAPI::GetSourceDeviceType(int sourceType, unsigned int *deviceType,
                                      int mbrActivityIndex) {
-    if (!atomicLoad(m_bIntializedSourceDataMap) && !m_UpdateCache(fetchRequest())) {
+    if (!atomicLoad(m_bIntializedSourceDataMap) &&
+        !ClientOperations::m_UpdateCache(ListOrigin::service)) {
         LOG_ERROR("Failed to get sourcemap!");
         return false;
     }
@@ -457,9 +518,7 @@ bool CSourceAPI::GetCustomIconPath(int SourceType, std::string &SourceIconPath,
         Json::Value data;
         data["SourceType"] = SourceType;
         data["MbrActivityIndex"] = MbrActivityIndex;
-        SourceTCMessage request;
-        request.m_JsonRoot["method"] = "UtilGetCustomIconPath";
-        request.m_JsonRoot["data"] = std::move(data);
+        Request request("UtilGetCustomIconPath", std::move(data));
         SourceTCMessage reply;
         if (!Get()->m_SendMessageSync(request, reply)) {
             return false;
@@ -478,7 +537,7 @@ bool CSourceAPI::GetCustomIconPath(int SourceType, std::string &SourceIconPath,
 char *CSourceAPI::GetUsbData(const char *uniqueKey) {
     char *text = nullptr;
     ::GetUsbData(uniqueKey, uniqueKey, m_SendMessageSync,
-                 [&](const Json::Value &root) { text = newCText(styledText(root)); });
+                 [&](const Json::Value &root) { text = strdup(styledText(root).c_str()); });
     return text;
 }
 
@@ -504,6 +563,10 @@ bool CSourceAPI::GetUsbData(std::string uniqueKey,
 }
 
 bool CSourceAPI::m_CreateDbusConnection() {
+    if (isForkedChild()) {
+        return false;
+    }
+    connectingProcess = getpid();
     if (atomicLoad(dBusHandler) == nullptr) {
         std::unique_ptr<SourceTCServer> endpoint(
             new (std::nothrow) SourceTCServer(clientName, SourceTCServer::PROXY));
@@ -511,16 +574,27 @@ bool CSourceAPI::m_CreateDbusConnection() {
             LOG_ERROR("Fail to create SourceTCServer. dBusHandler is NULL");
             return false;
         }
-        if (endpoint->CreateDBusProxy() == 0) {
+        const bool isOpen = endpoint->CreateDBusProxy() != 0;
+        if (!isOpen) {
             LOG_ERROR("fail to create dbus proxy for source serivce daemon");
-            if (atomicLoad(dBusHandler) == nullptr) {
-                m_CloseDbusConnection();
-            }
-            return false;
         }
-        if (publishEndpoint(dBusHandler, endpoint)) {
+        bool isPublished = false;
+        {
+            const MutexLock lock(connectionMutex);
+            // Another thread may have connected meanwhile; its endpoint is used then.
+            if (!sharedEndpoint) {
+                if (!isOpen) {
+                    ClientOperations::m_CloseDbusConnection();
+                    return false;
+                }
+                sharedEndpoint = std::move(endpoint);
+                atomicStore(dBusHandler, sharedEndpoint.get());
+                isPublished = true;
+            }
+        }
+        if (isPublished) {
             LOG_ERROR("Created source API dbus connection!");
-        } else {
+        } else if (isOpen) {
             endpoint->CloseDBusProxy();
         }
     }
@@ -529,32 +603,36 @@ bool CSourceAPI::m_CreateDbusConnection() {
         m_UpdateSourceDataMapCache();
     }
     LOG_INFO("Subscribe for signal :: [%d]", atomicLoad(m_bHasSubscribedForEvent));
-    const MutexLock lock(connectionMutex);
-    if (!atomicLoad(m_bHasSubscribedForEvent)) {
-        const bool subscribed = m_SubscribeSignal();
-        atomicStore(m_bHasSubscribedForEvent, subscribed);
-        if (!subscribed) {
-            LOG_ERROR("Fail to subscribe signal");
-        }
+    if (!ensureSubscribed(m_bHasSubscribedForEvent, m_SubscribeSignal)) {
+        LOG_ERROR("Fail to subscribe signal");
     }
     return true;
 }
 
-void CSourceAPI::m_CloseDbusConnection() {
-    const MutexLock lock(connectionMutex);
-    LOG_INFO("Has subscribed for event :: [%d]", atomicLoad(m_bHasSubscribedForEvent));
-    if (atomicLoad(m_bHasSubscribedForEvent)) {
+std::shared_ptr<SourceTCServer> ClientOperations::m_CloseDbusConnection() {
+    bool &isSubscribed = CSourceAPI::m_bHasSubscribedForEvent;
+    LOG_INFO("Has subscribed for event :: [%d]", atomicLoad(isSubscribed));
+    if (atomicLoad(isSubscribed)) {
         LOG_INFO("UNSubscribe signal callback");
-        m_UnSubscribeSignal();
-        atomicStore(m_bHasSubscribedForEvent, false);
+        CSourceAPI::m_UnSubscribeSignal();
+        atomicStore(isSubscribed, false);
     }
-    retireEndpoint(dBusHandler);
+    atomicStore<SourceTCServer *>(CSourceAPI::dBusHandler, nullptr);
+    return std::exchange(sharedEndpoint, nullptr);
 }
 
+void CSourceAPI::m_CloseDbusConnection() {
+    // Declared before the lock, so that the endpoint is deleted after its release.
+    std::shared_ptr<SourceTCServer> endpoint;
+    const MutexLock lock(connectionMutex);
+    endpoint = ClientOperations::m_CloseDbusConnection();
+}
+
+// Called with connectionMutex held, as is m_UnSubscribeSignal, so the endpoint cannot be withdrawn.
 bool CSourceAPI::m_SubscribeSignal() {
     LOG_INFO("m_SubscribeSignal");
-    const EndpointUse endpoint(dBusHandler);
-    if (!endpoint) {
+    SourceTCServer *const endpoint = atomicLoad(dBusHandler);
+    if (endpoint == nullptr) {
         LOG_ERROR("dBusHandler is NULL. Can't subscribe signal.");
         return false;
     }
@@ -563,8 +641,8 @@ bool CSourceAPI::m_SubscribeSignal() {
 
 void CSourceAPI::m_UnSubscribeSignal() {
     LOG_INFO("m_UnSubscribeSignal");
-    const EndpointUse endpoint(dBusHandler);
-    if (!endpoint) {
+    SourceTCServer *const endpoint = atomicLoad(dBusHandler);
+    if (endpoint == nullptr) {
         LOG_ERROR("dBusHandler is NULL. Can't unsubscribe signal.");
         return;
     }
@@ -573,6 +651,10 @@ void CSourceAPI::m_UnSubscribeSignal() {
 
 bool CSourceAPI::m_SendMessageSync(SourceTCMessage &request, SourceTCMessage &reply) {
     LOG_ERROR("m_SendMessageSync");
+    if (isForkedChild()) {
+        LOG_ERROR("Fail to create dbus connection. Can't send message");
+        return false;
+    }
     if (atomicLoad(dBusHandler) == nullptr) {
         LOG_ERROR("Need to create Dbus Connection");
         if (!m_CreateDbusConnection() || atomicLoad(dBusHandler) == nullptr) {
@@ -581,17 +663,12 @@ bool CSourceAPI::m_SendMessageSync(SourceTCMessage &request, SourceTCMessage &re
         }
     }
     if (!atomicLoad(m_bHasSubscribedForEvent)) {
-        const MutexLock lock(connectionMutex);
-        if (!atomicLoad(m_bHasSubscribedForEvent)) {
-            LOG_ERROR("Subscribe signal");
-            const bool subscribed = m_SubscribeSignal();
-            atomicStore(m_bHasSubscribedForEvent, subscribed);
-            if (!subscribed) {
-                LOG_ERROR("Fail to subscribe signal");
-            }
+        LOG_ERROR("Subscribe signal");
+        if (!ensureSubscribed(m_bHasSubscribedForEvent, m_SubscribeSignal)) {
+            LOG_ERROR("Fail to subscribe signal");
         }
     }
-    const EndpointUse endpoint(dBusHandler);
+    const std::shared_ptr<SourceTCServer> endpoint = currentEndpoint();
     if (!endpoint) {
         // Closed meanwhile: the process is exiting.
         LOG_ERROR("Fail to create dbus connection. Can't send message");
@@ -606,9 +683,7 @@ bool CSourceAPI::m_SendMessageSync(SourceTCMessage &request, SourceTCMessage &re
 
 bool CSourceAPI::m_MakeAPICall(std::string method, Json::Value params) {
     try {
-        SourceTCMessage request;
-        request.m_JsonRoot["method"] = method;
-        request.m_JsonRoot["data"] = std::move(params);
+        Request request(method, std::move(params));
         SourceTCMessage reply;
         if (!m_SendMessageSync(request, reply)) {
             return false;
@@ -630,7 +705,7 @@ bool CSourceAPI::m_MakeAPICall(std::string method, Json::Value params) {
 }
 
 void CSourceAPI::m_ConvertJsonToSourceItemObject(Json::Value item, CSourceItem *out) {
-    // Calls `take` with a member that is there.
+    // Calls `take` if the member is present.
     const auto with = [&item](std::string_view key, auto take) {
         if (const Json::Value *const member = item.find(key.data(), key.data() + key.size())) {
             take(*member);
@@ -672,12 +747,12 @@ void CSourceAPI::m_ReplaceText(std::string &text, std::string from, std::string 
 }
 
 bool CSourceAPI::m_GetSourceList() {
-    FerrelWaitEvent(readinessEvent, readinessTimeout);
+    if (!isForkedChild()) {
+        FerrelWaitEvent(readinessEvent, readinessTimeout);
+    }
     LOG_ERROR("m_GetSourceList");
     try {
-        SourceTCMessage request;
-        request.m_JsonRoot["method"] = "UtilGetSourceList";
-        request.m_JsonRoot["data"] = Json::Value();
+        Request request("UtilGetSourceList", Json::Value());
         LOG_ERROR("update sourcelist");
         SourceTCMessage reply;
         if (!m_SendMessageSync(request, reply)) {
@@ -695,32 +770,43 @@ bool CSourceAPI::m_GetSourceList() {
 void CSourceAPI::m_SetSourceListCache(Json::Value list) {
     LOG_INFO("m_SetSourceListCache");
     const std::lock_guard<std::recursive_mutex> lock(m_sourceUtilMutex);
-    // The old list leaves in `list`, which outlives the lock.
+    // The old list is deleted with `list`, after the lock is released.
     m_sourceItemArray.swap(list);
     atomicStore(m_bIntializedSourceItemArray, true);
 }
 
-bool CSourceAPI::m_UpdateSourceListCache(Json::Value list) {
+bool ClientOperations::m_UpdateSourceListCache(ListOrigin origin, Json::Value list) {
     LOG_INFO("m_UpdateSourceListCache");
-    if (list != fetchRequest()) {
+    bool &isInitialized = CSourceAPI::m_bIntializedSourceItemArray;
+    if (origin == ListOrigin::signal) {
         LOG_INFO("update source list from callback data");
-        m_SetSourceListCache(std::move(list));
+        CSourceAPI::m_SetSourceListCache(std::move(list));
     } else {
-        atomicStore(m_bIntializedSourceItemArray, m_GetSourceList());
+        atomicStore(isInitialized, CSourceAPI::m_GetSourceList());
     }
-    return atomicLoad(m_bIntializedSourceItemArray);
+    return atomicLoad(isInitialized);
+}
+
+bool CSourceAPI::m_UpdateSourceListCache(Json::Value list) {
+    const ListOrigin origin = originOf(list);
+    return ClientOperations::m_UpdateSourceListCache(origin, std::move(list));
+}
+
+bool ClientOperations::m_UpdateCache(ListOrigin origin, Json::Value list) {
+    CSourceAPI::m_UpdateSourceDataMapCache();
+    m_UpdateSourceListCache(origin, std::move(list));
+    // Not the flag: a rename on another thread during the fetch makes the names stale, not missing.
+    const bool hasMap = namesWereRead;
+    const bool hasList = atomicLoad(CSourceAPI::m_bIntializedSourceItemArray);
+    const bool updated = hasMap && hasList;
+    LOG_INFO("Update SourceDataMap[%d] SourceItemArray[%d] --> [%d]", hasMap, hasList, updated);
+    atomicStore(CSourceAPI::m_bNotified, false);
+    return updated;
 }
 
 bool CSourceAPI::m_UpdateCache(Json::Value list) {
-    m_UpdateSourceDataMapCache();
-    m_UpdateSourceListCache(std::move(list));
-    // Not the flag: another thread's rename during the fetch makes the names stale, not unread.
-    const bool hasMap = namesWereRead;
-    const bool hasList = atomicLoad(m_bIntializedSourceItemArray);
-    const bool updated = hasMap && hasList;
-    LOG_INFO("Update SourceDataMap[%d] SourceItemArray[%d] --> [%d]", hasMap, hasList, updated);
-    atomicStore(m_bNotified, false);
-    return updated;
+    const ListOrigin origin = originOf(list);
+    return ClientOperations::m_UpdateCache(origin, std::move(list));
 }
 
 bool CSourceAPI::m_IsUpdated(Json::Value list) {
@@ -741,17 +827,13 @@ void CSourceAPI::m_NotifySourceListChanged(int value) {
     }
     CSourceAPI *const api = Get();
     const std::lock_guard<std::mutex> lock(m_sourceAPICallbackDataMutex);
-    std::vector<STSourceAPICallbackData> registrations;
-    {
-        const MutexLock arrayLock(registrationsMutex);
-        registrations = api->m_sourceAPICallbackData;
-    }
+    const std::vector<STSourceAPICallbackData> &registrations = api->m_sourceAPICallbackData;
     if (registrations.empty()) {
         LOG_INFO("callback function is no exist!");
         return;
     }
     Announcement announcement(value);
-    while (const std::optional<int> told = announcement.next()) {
+    while (const std::optional<int> announced = announcement.next()) {
         for (const STSourceAPICallbackData &registration : registrations) {
             if (registration.apiCallback == nullptr) {
                 LOG_ERROR("callBackData.apiCallback is NULL");
@@ -759,7 +841,7 @@ void CSourceAPI::m_NotifySourceListChanged(int value) {
             }
             LOG_INFO("callback %p", reinterpret_cast<void *>(registration.apiCallback));
             LOG_INFO("pUserData %p", registration.pUserData);
-            registration.apiCallback(*told, registration.pUserData);
+            registration.apiCallback(*announced, registration.pUserData);
         }
     }
 }
@@ -768,13 +850,14 @@ void CSourceAPI::m_OnFunctionCallBack(const char * /*sender*/, const char * /*si
                                       SourceTCMessage *message, void * /*userData*/) {
     LOG_INFO("m_OnFunctionCallBack (Notified: %d)", atomicLoad(m_bNotified));
     Json::Value &root = message->m_JsonRoot;
-    // The message ends with this call, so its list is taken, not copied.
+    // The message is not used after this call, so its list is moved, not copied.
     Json::Value list = std::move(root["return_data"]);
     if (atomicLoad(m_bNotified) && !::m_IsUpdated(m_sourceItemArray, list)) {
         LOG_ERROR("Not changed. Don't notify");
         return;
     }
-    m_UpdateCache(std::move(list));
+    const ListOrigin origin = originOf(list);
+    ClientOperations::m_UpdateCache(origin, std::move(list));
     m_NotifySourceListChanged(root["data"]["result"].asInt());
     atomicStore(m_bNotified, true);
     LOG_INFO("Done");
@@ -797,7 +880,7 @@ bool CSourceAPI::m_GetSourceMap(std::multimap<int, SourceNameList> &out) {
         LOG_INFO("root is empty");
         return true;
     }
-    // Kept across members: one that is no object takes over the name read before it.
+    // Kept across members: a member that is not an object gets the name of the one before it.
     std::string detectedName;
     for (const Json::Value &member : root) {
         int sourceType = -1;
@@ -828,15 +911,13 @@ void CSourceAPI::m_SetSourceMapCache(std::multimap<int, SourceNameList> map) {
 
 void CSourceAPI::m_UpdateSourceDataMapCache() {
     LOG_INFO("m_UpdateSourceDataMapCache");
-    unsigned int changesBefore = 0;
-    do {
-        changesBefore = nameChanges;
-        std::multimap<int, SourceNameList> map;
-        const bool read = m_GetSourceMap(map);
-        m_SetSourceMapCache(std::move(map));
-        namesWereRead = read;
-        // Stored last: who sees the flag finds the new map.
-        atomicStore(m_bIntializedSourceDataMap, read);
-        // What another thread changed meanwhile may be missing in what was read.
-    } while (nameChanges != changesBefore);
+    const unsigned int changesBefore = nameChanges;
+    std::multimap<int, SourceNameList> map;
+    const bool read = m_GetSourceMap(map);
+    m_SetSourceMapCache(std::move(map));
+    const std::lock_guard<std::recursive_mutex> lock(m_sourceUtilMutex);
+    namesWereRead = read;
+    // Stored after the map, which it announces. What was changed meanwhile may be missing in the
+    // map; the next query then reads again.
+    atomicStore(m_bIntializedSourceDataMap, read && nameChanges == changesBefore);
 }

@@ -8,6 +8,9 @@
 #include "Atomic.h"
 #include "Log.h"
 
+using source_api::internal::atomicLoad;
+using source_api::internal::atomicStore;
+
 const unsigned int TKestrel_INFINITY = 0xFFFFFFFF;
 
 SourceTCSemaphore::SourceTCSemaphore() : m_Count(0), m_EventMutex(nullptr), m_EventCond(nullptr) {}
@@ -61,8 +64,9 @@ int SourceTCSemaphore::Try(unsigned long timeout) {
     }
     g_mutex_lock(m_EventMutex);
     while (m_Count <= 0) {
-        // A fresh deadline for every wait: who is woken in vain waits a full time-out again.
-        const auto now = static_cast<unsigned long>(g_get_monotonic_time());
+        // A new deadline for every wait: a spurious wake-up starts a full time-out again. 64 bits,
+        // because `unsigned long` may have 32, and unsigned, because the sum may overflow.
+        const auto now = static_cast<guint64>(g_get_monotonic_time());
         const auto deadline = static_cast<gint64>(now + timeout);
         if (g_cond_wait_until(m_EventCond, m_EventMutex, deadline) != TRUE) {
             g_mutex_unlock(m_EventMutex);
@@ -99,8 +103,8 @@ int SourceTCMutex::Create() {
     return created;
 }
 
-// The owner is compared outside the semaphore: only the calling thread itself can have written
-// its own handle there, so no other thread's change can be mistaken for it.
+// The owner is compared without the semaphore: only the calling thread stores its own handle there,
+// so the comparison cannot be true because of another thread's change.
 void SourceTCMutex::Lock() {
     GThread *const self = g_thread_self();
     if (atomicLoad(m_Owner) == self) {

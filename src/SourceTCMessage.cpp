@@ -8,6 +8,9 @@
 #include "JsonText.h"
 #include "Log.h"
 
+using source_api::internal::defaultWriterBuilder;
+using source_api::internal::readJson;
+
 namespace {
 
 unsigned char *copyBytes(const unsigned char *data, unsigned int size) {
@@ -118,7 +121,7 @@ SourceTCMessage::~SourceTCMessage() {
 }
 
 void SourceTCMessage::SetBuffer(const unsigned char *data, unsigned int size) {
-    // Copied before the old one goes: `data` may point into it.
+    // Copied before the old one is deleted: `data` may point into it.
     unsigned char *const copy = copyBytes(data, size);
     delete[] m_Buffer;
     m_Buffer = copy;

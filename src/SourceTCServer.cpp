@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
-#include <optional>
+#include <new>
 #include <set>
 #include <utility>
 
@@ -17,25 +17,25 @@
 #include "MessageBody.h"
 #include "Mutex.h"
 
+using namespace source_api::internal;
+
 std::map<std::string, SourceTCServer *> SourceTCServer::m_CreatedDbusServers;
 
 namespace {
 
-// How long a call waits to learn whether the endpoint is being closed, in microseconds.
+// How long a call waits for m_Mutex, in microseconds. If it does not get it by then, the endpoint
+// is taken to be closing.
 constexpr unsigned long closingProbe = 1000;
 
-// Guards each endpoint's connection pointer and subscription table for those who may not take
-// m_Mutex, which a close holds for as long as a call is in flight. Innermost lock, held for a
-// look-up or a swap only.
+// Guards what all endpoints share (livingEndpoints, m_CreatedDbusServers), and each endpoint's
+// connection pointer and subscription table for calls and signals, which must not wait for m_Mutex:
+// a close holds it while calls are in flight. Taken inside m_Mutex; no other lock is taken inside
+// it. Held for a look-up or a swap only.
 Mutex tableMutex;
 
-// The endpoints that exist: GLib may deliver a signal that was queued before its endpoint died.
-// Never destroyed, for the same reason.
+// GLib may deliver a signal that was queued before its endpoint was deleted. Never destroyed, since
+// that may happen during exit too.
 std::set<const void *> &livingEndpoints GUARDED_BY(tableMutex) = *new std::set<const void *>;
-
-// Lets calls pass m_Mutex one at a time, so that none takes another that was held up just there for
-// a close.
-Mutex entranceMutex;
 
 class EndpointLock {
  public:
@@ -60,7 +60,7 @@ class CallInFlight {
     std::atomic_ref<unsigned int> m_count;
 };
 
-// Owns what m_AnalyseMsg hands out.
+// Owns the outputs of m_AnalyseMsg.
 struct DecodedBody {
     DecodedBody() = default;
     ~DecodedBody() {
@@ -101,6 +101,24 @@ ConnectionPtr share(GDBusConnection *const &connection) {
 
 bool isOpen(GDBusConnection *connection) {
     return connection != nullptr && g_dbus_connection_is_closed(connection) == FALSE;
+}
+
+// Returns whether a character was replaced.
+bool sanitise(std::string &busName) {
+    bool replaced = false;
+    for (char &character : busName) {
+        if (g_ascii_isalnum(character) == 0 && character != '_' && character != '.') {
+            character = '_';
+            replaced = true;
+        }
+    }
+    return replaced;
+}
+
+std::string busNameOf(const char *peer) {
+    std::string name = std::string(peer) + ".message";
+    sanitise(name);
+    return name;
 }
 
 std::string objectPathOf(const std::string &busName) {
@@ -187,9 +205,7 @@ int SourceTCServer::IsServiceAvailable(const char *name) {
         LOG_ERROR("dbus connection is not open");
         return 0;
     }
-    std::string busName = std::string(name) + ".message";
-    m_FormatString(busName);
-    GVariant *const nameField = g_variant_new_string(busName.c_str());
+    GVariant *const nameField = g_variant_new_string(busNameOf(name).c_str());
     GError *failure = nullptr;
     const VariantPtr reply(g_dbus_connection_call_sync(
         connection.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
@@ -216,7 +232,7 @@ void SourceTCServer::CloseDBusServer() {
     }
     const std::atomic_ref<unsigned int> sendCount(m_SendCount);
     LOG_INFO("waiting all send message/signal finished %ud", sendCount.load());
-    // No new call can count itself while m_Mutex is held here.
+    // No other call can count itself while m_Mutex is held here.
     for (unsigned int idle = 0; !sendCount.compare_exchange_strong(idle, 0);) {
         idle = 0;
     }
@@ -247,6 +263,7 @@ void SourceTCServer::CloseDBusServer() {
     connection.reset();
     LOG_INFO("close connection and all close motion finished");
     if (m_ServerType != PROXY) {
+        const MutexLock tableLock(tableMutex);
         m_CreatedDbusServers.erase(m_ServerName);
     }
     m_Created = 0;
@@ -262,27 +279,20 @@ int SourceTCServer::SendMessage(const char *dest, const SourceTCMessage *msg, bo
         LOG_ERROR("No dest information");
         return 0;
     }
-    std::optional<CallInFlight> inFlight;
-    {
-        const MutexLock entrance(entranceMutex);
-        if (m_Mutex.Try(closingProbe) != 0) {
-            // Counted before the lock goes, so that a close either sees this call or stops it.
-            inFlight.emplace(m_SendCount);
-            m_Mutex.Unlock();
-        }
-    }
-    if (!inFlight) {
+    if (m_Mutex.Try(closingProbe) == 0) {
         LOG_ERROR("Server is going to be closed!");
         return 0;
     }
+    // Counted before the lock is released, so that a close either waits for this call or stops it.
+    const CallInFlight inFlight(m_SendCount);
+    m_Mutex.Unlock();
 
-    std::string busName = std::string(dest) + ".message";
     const ConnectionPtr connection = share(m_Connection);
     if (!isOpen(connection.get())) {
         LOG_ERROR("dbus connection is not open");
         return 0;
     }
-    m_FormatString(busName);
+    const std::string busName = busNameOf(dest);
     LOG_ERROR("send message to %s(%s), sync : %s, reply : %p ", dest, busName.c_str(),
               sync ? "true" : "false", static_cast<void *>(reply));
 
@@ -331,7 +341,7 @@ int SourceTCServer::SubscribeSignal(const char *name, SignalCallback callback, v
     }
     {
         const MutexLock tableLock(tableMutex);
-        // An older record of the name is given up, and its subscription goes on delivering.
+        // An older record of the name is leaked, and its subscription continues to deliver.
         leakOnPurpose(std::exchange(m_SignalControls[name], control.release()));
     }
     LOG_INFO("SubscribeSignal %s success", name);
@@ -361,14 +371,7 @@ int SourceTCServer::UnSubscribeSignal(const char *name) {
 }
 
 int SourceTCServer::m_FormatString(std::string &name) {
-    int replaced = 0;
-    for (char &character : name) {
-        if (g_ascii_isalnum(character) == 0 && character != '_' && character != '.') {
-            character = '_';
-            replaced = 1;
-        }
-    }
-    return replaced;
+    return sanitise(name) ? 1 : 0;
 }
 
 int SourceTCServer::m_AnalyseMsg(GVariant *body, char **name, unsigned int *number, char **auxText,
@@ -406,7 +409,7 @@ void SourceTCServer::m_DSignalHandler(GDBusConnection * /*connection*/, const ch
         LOG_ERROR("pThis is NULL");
         return;
     }
-    // What is needed is copied out: the endpoint may go away on another thread.
+    // Copied, because the endpoint may be deleted on another thread meanwhile.
     SignalCallback callback = nullptr;
     void *callbackData = nullptr;
     const auto findSubscription = [&] {
@@ -425,13 +428,14 @@ void SourceTCServer::m_DSignalHandler(GDBusConnection * /*connection*/, const ch
         }
         return true;
     };
-    if (!findSubscription()) {
-        LOG_INFO("no register info of %s", signalName);
-        return;
-    }
-    LOG_INFO("begin to analyze signal of %s", signalName);
-    // Any process may send such a signal, and none may end the application with it.
+    // Any process may send such a signal, so nothing in it may end the application: no exception of
+    // the JSON library and no lack of memory may unwind through GLib's main loop.
     try {
+        if (!findSubscription()) {
+            LOG_INFO("no register info of %s", signalName);
+            return;
+        }
+        LOG_INFO("begin to analyze signal of %s", signalName);
         DecodedBody decoded;
         m_AnalyseMsg(parameters, &decoded.name, &decoded.number, &decoded.auxText, &decoded.text,
                      &decoded.buffer, &decoded.size);
@@ -443,6 +447,8 @@ void SourceTCServer::m_DSignalHandler(GDBusConnection * /*connection*/, const ch
             LOG_INFO("no registered callback of %s", signalName);
         }
     } catch (const Json::Exception &exception) {
+        LOG_ERROR("Exception occured! [%s]", exception.what());
+    } catch (const std::bad_alloc &exception) {
         LOG_ERROR("Exception occured! [%s]", exception.what());
     }
 }

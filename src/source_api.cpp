@@ -4,15 +4,20 @@
 #include "source_api.h"
 
 #include <cstdlib>
+#include <cstring>
+#include <map>
 #include <memory>
 #include <new>
 #include <string>
 
-#include "CText.h"
 #include "Log.h"
 #include "SourceAPI.h"
 
+using source_api::internal::orNull;
+
 namespace {
+
+using SourceList = std::shared_ptr<std::multimap<int, CSourceItem>>;
 
 struct ReleaseRecord {
     void operator()(sourceapi_source_item *record) const {
@@ -27,19 +32,39 @@ struct ReleaseRecord {
 
 using RecordPtr = std::unique_ptr<sourceapi_source_item, ReleaseRecord>;
 
+// Callers are C programs, so a lack of memory is a failure here and no exception.
+bool readList(SourceList &list) {
+    try {
+        return CSourceAPI::Get()->GetSourceList(&list);
+    } catch (const std::bad_alloc &) {
+        return false;
+    }
+}
+
+// Null when memory ran out.
 RecordPtr makeRecord(const CSourceItem &item) {
-    auto *const record =
-        static_cast<sourceapi_source_item *>(std::malloc(sizeof(sourceapi_source_item)));
+    RecordPtr record(
+        static_cast<sourceapi_source_item *>(std::malloc(sizeof(sourceapi_source_item))));
+    if (!record) {
+        return record;
+    }
     record->sourceType = item.sourceType;
-    record->editName = newCText(item.editName);
-    record->detectedName = newCText(item.detectedName);
-    record->iconPath = newCText(item.iconPath);
-    record->uniqueKey = newCText(item.uniqueKey);
+    record->editName = strdup(item.editName.c_str());
+    record->detectedName = strdup(item.detectedName.c_str());
+    record->iconPath = strdup(item.iconPath.c_str());
+    record->uniqueKey = strdup(item.uniqueKey.c_str());
     record->osdText = nullptr;
     record->connectionState = item.connectionState;
     record->powerState = item.powerState;
     record->mbrActivityIndex = item.mbrActivityIndex;
-    return RecordPtr(record);
+    try {
+        std::string osdText;
+        CSourceAPI::Get()->GetSourceOSDText(item.sourceType, osdText);
+        record->osdText = strdup(osdText.c_str());
+    } catch (const std::bad_alloc &) {
+        record.reset();
+    }
+    return record;
 }
 
 }  // namespace
@@ -71,18 +96,18 @@ void sourceapi_unregister_source_api_cb(void *userData) {
 }
 
 bool sourceapi_get_sourcelist(sourceapi_sourcelist_cb callback) {
-    CSourceAPI *const api = CSourceAPI::Get();
-    std::shared_ptr<std::multimap<int, CSourceItem>> list;
-    if (!api->GetSourceList(&list)) {
+    SourceList list;
+    if (!readList(list)) {
         LOG_ERROR("GetSourceList failed!");
         return false;
     }
     for (const auto &[key, item] : *list) {
         RecordPtr record = makeRecord(item);
-        std::string osdText;
-        api->GetSourceOSDText(item.sourceType, osdText);
-        record->osdText = newCText(osdText);
-        LOG_INFO("%d %s %s", item.sourceType, item.editName.c_str(), osdText.c_str());
+        if (!record) {
+            LOG_ERROR("GetSourceList failed!");
+            return false;
+        }
+        LOG_INFO("%d %s %s", item.sourceType, item.editName.c_str(), orNull(record->osdText));
         callback(key, record.release(), false);
     }
     return true;

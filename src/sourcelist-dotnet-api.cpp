@@ -3,9 +3,9 @@
 
 #include "sourcelist-dotnet-api.h"
 
+#include <cstring>
 #include <string>
 
-#include "CText.h"
 #include "Log.h"
 #include "SourceAPI.h"
 
@@ -32,7 +32,7 @@ char *get_edit_name(int sourceType, int mbrActivityIndex) {
         return nullptr;
     }
     LOG_INFO("editName[ %s ]", name.c_str());
-    return newCText(name);
+    return strdup(name.c_str());
 }
 
 unsigned int get_device_type(int sourceType, int mbrActivityIndex) {
@@ -74,7 +74,7 @@ char *get_source_osd_text(int sourceType) {
     std::string text;
     const bool known = CSourceAPI::Get()->GetSourceOSDText(sourceType, text);
     LOG_INFO("ret[%d] strSourceOSDName[%s]", known, text.c_str());
-    return newCText(text);
+    return strdup(text.c_str());
 }
 
 bool set_source_detetedname_and_devicetype(int sourceType, const char *detectedName,

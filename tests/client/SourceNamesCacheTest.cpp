@@ -86,10 +86,12 @@ TEST_F(SourceNamesCacheTest, AChangeWhileTheStoreIsReadIsNotLost) {
         }
     });
     ClientPeer::updateNames();
+    EXPECT_EQ(platform.settingReads().size(), reads + 1) << "one reading, whatever was changed";
+    EXPECT_FALSE(loaded());
+    EXPECT_EQ(nameOf(9, 0), "new");
     platform.onSettingRead(nullptr);
     EXPECT_EQ(platform.settingReads().size(), reads + 2);
     EXPECT_TRUE(loaded());
-    EXPECT_EQ(nameOf(9, 0), "new");
 }
 
 TEST_F(SourceNamesCacheTest, AChangeWhileTheListIsFetchedDoesNotFailTheQuery) {

@@ -46,32 +46,6 @@ TEST_F(ConcurrentCallsTest, CallsRunSideBySideWithoutTheLock) {
     expectNothingInFlight();
 }
 
-TEST_F(ConcurrentCallsTest, ACallThatIsHeldUpWithTheLockIsNotTakenForAClose) {
-    open();
-    std::promise<void> heldUp;
-    std::promise<void> goesOn;
-    std::once_flag first;
-    glib.onHandleOfThread([&](GThread *thread) {
-        if (__atomic_load_n(&peerOf(peer.mutex).owner, __ATOMIC_SEQ_CST) == thread) {
-            std::call_once(first, [&] {
-                heldUp.set_value();
-                goesOn.get_future().wait();
-            });
-        }
-    });
-    auto sending = onThread([&] { return send(); });
-    EXPECT_TRUE(ends(heldUp.get_future()));
-    SourceTCMessage otherReply;
-    auto other = onThread(
-        [&] { return endpoint.SendMessage("source_service", nullptr, true, &otherReply); });
-    EXPECT_TRUE(staysBlocked(other));
-    goesOn.set_value();
-    EXPECT_EQ(sending.get(), 1);
-    EXPECT_EQ(other.get(), 1);
-    glib.onHandleOfThread(nullptr);
-    expectNothingInFlight();
-}
-
 TEST_F(ConcurrentCallsTest, ClosingWaitsForCallsInFlightAndTurnsNewOnesAway) {
     open();
     service.hold();
