@@ -4,14 +4,15 @@
 #include "CommandLine.h"
 
 #include <algorithm>
+#include <utility>
 
-#include "CommandGroups.h"
+#include "Subcommands.h"
 
 namespace emulated_tv {
 
 namespace {
 
-// The parser gives some texts a meaning of its own, so a command is taken out before it looks.
+// Removes the user's command before CLI11 parses the rest, since its arguments may look like ours.
 std::vector<std::string> takeCommand(std::vector<std::string> &arguments) {
     const auto mark = std::find(arguments.begin(), arguments.end(), "--");
     if (arguments.empty() || arguments.front() != "run" || mark == arguments.end()) {
@@ -27,12 +28,24 @@ void describe(CLI::App &app, Request &request) {
     app.name("tv-emulator");
     app.require_subcommand(1);
     addStartCommands(app, request);
-    addDeviceCommands(app, request);
-    addFaultCommand(app, request);
-    addTraceCommand(app, request);
+    addRemoteCommands(app, request);
 }
 
 }  // namespace
+
+CLI::App *addSubcommand(CLI::App &app, Request &request, const std::string &name,
+                        const std::string &description, std::function<int()> action) {
+    CLI::App *subcommand = app.add_subcommand(name, description);
+    subcommand->callback([&request, action = std::move(action)] { request.action = action; });
+    return subcommand;
+}
+
+void addRoot(CLI::App *subcommand, Request &request, const std::string &description) {
+    subcommand
+        ->add_option_function<std::string>(
+            "--root", [&request](const std::string &root) { request.root = root; }, description)
+        ->type_name("DIR");
+}
 
 int runCommandLine(std::vector<std::string> arguments) {
     CLI::App app;

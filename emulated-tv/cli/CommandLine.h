@@ -14,10 +14,10 @@ class App;
 
 namespace emulated_tv {
 
-// Does what the arguments say, and returns the exit code.
+// Runs the program with these arguments and returns its exit code.
 int runCommandLine(std::vector<std::string> arguments);
 
-// Shows `reader` what the command line can be.
+// Calls `reader` with the description of the command line.
 void showCommandLine(const std::function<void(const CLI::App &)> &reader);
 
 }  // namespace emulated_tv

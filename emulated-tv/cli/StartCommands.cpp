@@ -4,13 +4,12 @@
 #include <iostream>
 #include <stdexcept>
 
-#include "CommandParts.h"
-#include "DefaultTv.h"
-#include "JsonText.h"
 #include "Launcher.h"
 #include "Scenario.h"
 #include "Serve.h"
 #include "SettingsStore.h"
+#include "SourceStore.h"
+#include "Subcommands.h"
 #include "TvRoot.h"
 
 namespace emulated_tv {
@@ -30,7 +29,7 @@ std::optional<ScenarioFile> scenarioOf(const Request &request) {
     if (scenario.tv()) {
         scenario.rehearse(*scenario.tv());
     } else if (!request.root) {
-        scenario.rehearse(SourceModel::fromJson(parseJson(defaultTv).value_or(Json::nullValue)));
+        scenario.rehearse(defaultSources());
     }
     return ScenarioFile{request.scenario, *text};
 }

@@ -86,20 +86,20 @@ void setSourcePower(EmulatedTv &tv, GVariant *arguments) {
     tv.setPower(source, on != FALSE);
 }
 
-void makeFault(EmulatedTv &tv, GVariant *arguments) {
+void applyFault(EmulatedTv &tv, GVariant *arguments) {
     const char *kind = nullptr;
     g_autoptr(GVariant) options = nullptr;
     g_variant_get(arguments, "(&s@a{sv})", &kind, &options);
-    FaultOrder order;
-    order.kind = faultKind(kind);
-    order.count = numberIn(options, "count");
-    order.command = textIn(options, "command");
-    order.delay = numberIn(options, "delay");
-    order.perSecond = numberIn(options, "per_second");
-    tv.fault(order);
+    Fault fault;
+    fault.kind = faultKind(kind);
+    fault.count = numberIn(options, "count");
+    fault.command = textIn(options, "command");
+    fault.delay = numberIn(options, "delay");
+    fault.perSecond = numberIn(options, "per_second");
+    tv.apply(fault);
 }
 
-// An option that is not given is left out.
+// Builds an a{sv} of the options that are set.
 class Options {
  public:
     Options() { g_variant_builder_init(&m_builder, G_VARIANT_TYPE_VARDICT); }
@@ -129,71 +129,71 @@ Control::Control(GDBusConnection *connection, EmulatedTv &tv)
       m_object(
           connection, objectPath, introspection,
           [this](const std::string &method, GVariant *arguments,
-                 GDBusMethodInvocation *invocation) { answer(method, arguments, invocation); }),
+                 GDBusMethodInvocation *invocation) { handle(method, arguments, invocation); }),
       m_name(connection, busName) {}
 
-void Control::answer(const std::string &method, GVariant *arguments,
+void Control::handle(const std::string &method, GVariant *arguments,
                      GDBusMethodInvocation *invocation) {
     if (method == "List") {
-        const std::string sources = jsonLine(m_tv.model().toJson());
+        const std::string sources = support::jsonLine(m_tv.model().toJson());
         g_dbus_method_invocation_return_value(invocation, g_variant_new("(s)", sources.c_str()));
         return;
     }
     try {
-        carryOut(method, arguments);
+        execute(method, arguments);
         g_dbus_method_invocation_return_value(invocation, nullptr);
     } catch (const std::runtime_error &error) {
         g_dbus_method_invocation_return_dbus_error(invocation, refusedError, error.what());
     }
 }
 
-void Control::carryOut(const std::string &method, GVariant *arguments) {
+void Control::execute(const std::string &method, GVariant *arguments) {
     static const std::map<std::string, void (*)(EmulatedTv &, GVariant *)> methods = {
         {"Plug", plugDevice},         {"Unplug", unplugDevice}, {"Rename", renameSource},
-        {"SetPower", setSourcePower}, {"Fault", makeFault},
+        {"SetPower", setSourcePower}, {"Fault", applyFault},
     };
     methods.at(method)(m_tv, arguments);
 }
 
-RemoteControl::RemoteControl(const std::string &busAddress)
+ControlClient::ControlClient(const std::string &busAddress)
     : m_connection(support::connectTo(busAddress)) {}
 
-SourceModel RemoteControl::sources() const {
+SourceModel ControlClient::sources() const {
     const support::Variant reply = call("List", nullptr);
     const char *text = nullptr;
     g_variant_get(reply.get(), "(&s)", &text);
-    return SourceModel::fromJson(parseJson(text).value_or(Json::nullValue));
+    return SourceModel::fromJson(support::parseJson(text).value_or(Json::nullValue));
 }
 
-void RemoteControl::plug(const std::string &source, const std::optional<std::string> &name,
+void ControlClient::plug(const std::string &source, const std::optional<std::string> &name,
                          std::optional<std::uint32_t> deviceType) const {
     GVariant *options = Options().add("name", name).add("device_type", deviceType).end();
     call("Plug", g_variant_new("(s@a{sv})", source.c_str(), options));
 }
 
-void RemoteControl::unplug(const std::string &source) const {
+void ControlClient::unplug(const std::string &source) const {
     call("Unplug", g_variant_new("(s)", source.c_str()));
 }
 
-void RemoteControl::rename(const std::string &source, const std::string &name) const {
+void ControlClient::rename(const std::string &source, const std::string &name) const {
     call("Rename", g_variant_new("(ss)", source.c_str(), name.c_str()));
 }
 
-void RemoteControl::setPower(const std::string &source, bool on) const {
+void ControlClient::setPower(const std::string &source, bool on) const {
     call("SetPower", g_variant_new("(sb)", source.c_str(), static_cast<gboolean>(on)));
 }
 
-void RemoteControl::fault(const FaultOrder &order) const {
+void ControlClient::apply(const Fault &fault) const {
     GVariant *options = Options()
-                            .add("count", order.count)
-                            .add("command", order.command)
-                            .add("delay", order.delay)
-                            .add("per_second", order.perSecond)
+                            .add("count", fault.count)
+                            .add("command", fault.command)
+                            .add("delay", fault.delay)
+                            .add("per_second", fault.perSecond)
                             .end();
-    call("Fault", g_variant_new("(s@a{sv})", faultName(order.kind).c_str(), options));
+    call("Fault", g_variant_new("(s@a{sv})", faultName(fault.kind).c_str(), options));
 }
 
-support::Variant RemoteControl::call(const char *method, GVariant *arguments) const {
+support::Variant ControlClient::call(const char *method, GVariant *arguments) const {
     g_autoptr(GError) error = nullptr;
     support::Variant reply(g_dbus_connection_call_sync(
         m_connection.get(), busName, objectPath, busName, method, arguments, nullptr,

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The TV's remote hand: how the second shell's commands reach a running emulator. It has a bus
-// name of its own, so that the source service's stays exactly as clients know it.
+// The D-Bus interface with which commands in another shell change a running emulated TV. It has its
+// own well-known name, so that the source service's interface remains that of a TV.
 #ifndef EMULATED_TV_CONTROL_H
 #define EMULATED_TV_CONTROL_H
 
@@ -12,30 +12,30 @@
 
 #include "BusConnection.h"
 #include "EmulatedTv.h"
-#include "Fault.h"
+#include "Faults.h"
 #include "SourceModel.h"
 
 namespace emulated_tv {
 
-// The object on the bus.
+// The server side.
 class Control {
  public:
-    // Both must outlive the object. Throws std::runtime_error when the bus already has one.
+    // Both arguments must outlive the object. Throws std::runtime_error if the name is taken.
     Control(GDBusConnection *connection, EmulatedTv &tv);
 
  private:
-    void answer(const std::string &method, GVariant *arguments, GDBusMethodInvocation *invocation);
-    void carryOut(const std::string &method, GVariant *arguments);
+    void handle(const std::string &method, GVariant *arguments, GDBusMethodInvocation *invocation);
+    void execute(const std::string &method, GVariant *arguments);
 
     EmulatedTv &m_tv;
     support::ExportedObject m_object;
     support::OwnedName m_name;
 };
 
-// The other end. What the TV refuses is thrown as std::runtime_error with the TV's own words.
-class RemoteControl {
+// The client side. A refusal of the TV is thrown as std::runtime_error with the TV's text.
+class ControlClient {
  public:
-    explicit RemoteControl(const std::string &busAddress);
+    explicit ControlClient(const std::string &busAddress);
 
     SourceModel sources() const;
     void plug(const std::string &source, const std::optional<std::string> &name,
@@ -43,7 +43,7 @@ class RemoteControl {
     void unplug(const std::string &source) const;
     void rename(const std::string &source, const std::string &name) const;
     void setPower(const std::string &source, bool on) const;
-    void fault(const FaultOrder &order) const;
+    void apply(const Fault &fault) const;
 
  private:
     support::Variant call(const char *method, GVariant *arguments) const;

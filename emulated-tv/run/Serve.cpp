@@ -18,7 +18,6 @@
 #include "EmulatedTv.h"
 #include "EmulatorRoot.h"
 #include "Lifeline.h"
-#include "Player.h"
 #include "ReadinessEvent.h"
 
 namespace emulated_tv {

@@ -4,11 +4,13 @@
 #include "Scenario.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <memory>
+#include <iostream>
 #include <set>
+#include <stdexcept>
+#include <utility>
 
-#include "Fault.h"
+#include "Faults.h"
+#include "JsonText.h"
 #include "Refusal.h"
 #include "ScenarioSchema.h"
 #include "SchemaCheck.h"
@@ -19,7 +21,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-// Gathers mistakes, with the lines that they are in.
+// Collects mistakes with their lines.
 class Report {
  public:
     Report(const std::string &file, const std::string &text) : m_file(file), m_text(text) {}
@@ -47,39 +49,17 @@ class Report {
 };
 
 const Json::Value &schema() {
-    static const Json::Value value = [] {
-        Json::Value parsed;
-        const std::string text = scenarioSchema;
-        const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
-        reader->parse(text.data(), text.data() + text.size(), &parsed, nullptr);
-        return parsed;
-    }();
+    static const Json::Value value = support::parseJson(scenarioSchema).value_or(Json::nullValue);
     return value;
 }
 
-// The reader says "* Line 3, Column 5\n  What is wrong.\n", and more of that.
-std::string firstComplaint(const std::string &file, const std::string &complaints) {
-    int line = 1;
-    std::sscanf(complaints.c_str(), "* Line %d", &line);
-    const std::size_t begin = std::min(complaints.find('\n') + 3, complaints.size());
-    const std::string what = complaints.substr(begin, complaints.find('\n', begin) - begin);
-    return file + ':' + std::to_string(line) + ": not JSON: " + what;
-}
-
 Json::Value parse(const std::string &file, const std::string &text) {
-    Json::CharReaderBuilder builder;
-    Json::CharReaderBuilder::strictMode(&builder.settings_);
-    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-    Json::Value document;
-    std::string complaints;
-    try {
-        if (reader->parse(text.data(), text.data() + text.size(), &document, &complaints)) {
-            return document;
-        }
-    } catch (const Json::Exception &) {
-        throw ScenarioError(file + ":1: not JSON: nested too deeply");
+    const support::ParsedDocument parsed = support::parseStrictJson(text);
+    if (!parsed.document) {
+        throw ScenarioError(file + ':' + std::to_string(parsed.errorLine) +
+                            ": not JSON: " + parsed.error);
     }
-    throw ScenarioError(firstComplaint(file, complaints));
+    return *parsed.document;
 }
 
 SourceModel modelOf(const Json::Value &tv, Report &report) {
@@ -112,17 +92,17 @@ std::optional<std::string> textIn(const Json::Value &event, const char *name) {
     return event.isMember(name) ? std::optional(event[name].asString()) : std::nullopt;
 }
 
-FaultOrder faultIn(const Json::Value &event) {
-    FaultOrder order;
-    order.kind = faultKind(event["kind"].asString());
-    order.count = numberIn(event, "count");
-    order.command = textIn(event, "command");
-    order.delay = numberIn(event, "delay");
-    order.perSecond = numberIn(event, "perSecond");
-    return order;
+Fault faultIn(const Json::Value &event) {
+    Fault fault;
+    fault.kind = faultKind(event["kind"].asString());
+    fault.count = numberIn(event, "count");
+    fault.command = textIn(event, "command");
+    fault.delay = numberIn(event, "delay");
+    fault.perSecond = numberIn(event, "perSecond");
+    return fault;
 }
 
-// What happens to a source, at a TV or in a rehearsal. Other events leave it alone.
+// Applies an event that concerns a source, to the TV or to the model of a rehearsal.
 template <class Tv>
 void changeSource(const Json::Value &event, Tv &tv) {
     const std::string what = event["do"].asString();
@@ -138,7 +118,7 @@ void changeSource(const Json::Value &event, Tv &tv) {
     }
 }
 
-// What the schema cannot say of an event.
+// Checks the rules that the schema cannot express.
 void checkEvent(const Json::Value &event, milliseconds previous, Report &report) {
     if (event.isMember("at") && milliseconds(event["at"].asInt()) < previous) {
         report.add(event["at"], "\"at\" must not be before the event above it, which happens at " +
@@ -146,7 +126,7 @@ void checkEvent(const Json::Value &event, milliseconds previous, Report &report)
     }
     if (event["do"] == "fault") {
         try {
-            checkFaultOrder(faultIn(event));
+            checkFault(faultIn(event));
         } catch (const Refusal &refusal) {
             report.add(event, refusal.what());
         }
@@ -187,13 +167,44 @@ void Scenario::rehearse(SourceModel model) const {
     report.throwIfAny();
 }
 
-void carryOut(const Json::Value &event, EmulatedTv &tv) {
+void applyEvent(const Json::Value &event, EmulatedTv &tv) {
     if (event["do"] == "fault") {
-        tv.fault(faultIn(event));
+        tv.apply(faultIn(event));
     } else if (event["do"] == "emit") {
         tv.emit(static_cast<ListChange>(event["result"].asInt()));
     } else {
         changeSource(event, tv);
+    }
+}
+
+Player::Player(Scenario scenario, EmulatedTv &tv) : m_scenario(std::move(scenario)), m_tv(tv) {}
+
+void Player::start() {
+    if (!m_isPlaying) {
+        m_isPlaying = true;
+        m_start = Clock::now();
+        playDue();
+    }
+}
+
+void Player::playDue() {
+    const auto &events = m_scenario.events();
+    while (m_next < events.size()) {
+        const auto left = m_start + events[m_next].due - Clock::now();
+        if (left > Clock::duration::zero()) {
+            m_timer.start(std::chrono::ceil<std::chrono::milliseconds>(left),
+                          [this] { playDue(); });
+            return;
+        }
+        play(events[m_next++]);
+    }
+}
+
+void Player::play(const ScenarioEvent &event) {
+    try {
+        applyEvent(event.what, m_tv);
+    } catch (const std::runtime_error &error) {
+        std::cerr << event.place << ": " << error.what() << std::endl;
     }
 }
 

@@ -5,7 +5,6 @@
 #define EMULATED_TV_SCENARIO_H
 
 #include <json/json.h>
-
 #include <chrono>
 #include <cstddef>
 #include <optional>
@@ -15,10 +14,11 @@
 
 #include "EmulatedTv.h"
 #include "SourceModel.h"
+#include "Timer.h"
 
 namespace emulated_tv {
 
-// A scenario with mistakes: the text has a line "FILE:LINE: what is wrong" for each.
+// Thrown for an invalid scenario. The text has a line "FILE:LINE: what is wrong" for each mistake.
 class ScenarioError : public std::runtime_error {
  public:
     using std::runtime_error::runtime_error;
@@ -29,22 +29,21 @@ struct ScenarioEvent {
     std::chrono::milliseconds due;
     // "FILE:LINE".
     std::string place;
-    // As it stands in the file, which the schema describes.
+    // The event's object in the file. Its members are described by the schema.
     Json::Value what;
 };
 
-// A TV, and what happens at it.
+// A list of timed events at a TV, and optionally the TV's initial sources.
 class Scenario {
  public:
-    // The name of the file is for messages only. Throws ScenarioError.
+    // The file name is used in messages only. Throws ScenarioError.
     Scenario(const std::string &file, const std::string &text);
 
-    // Empty when the scenario does not say.
+    // Empty if the scenario does not describe the TV.
     const std::optional<SourceModel> &tv() const { return m_tv; }
     const std::vector<ScenarioEvent> &events() const { return m_events; }
 
-    // Finds the events that cannot happen when the TV begins with these sources. Throws
-    // ScenarioError.
+    // Throws ScenarioError if there are events that a TV with these initial sources refuses.
     void rehearse(SourceModel model) const;
 
  private:
@@ -52,8 +51,34 @@ class Scenario {
     std::vector<ScenarioEvent> m_events;
 };
 
-// Makes an event happen. Throws Refusal, as the TV does.
-void carryOut(const Json::Value &event, EmulatedTv &tv);
+// Applies an event to the TV. Throws Refusal.
+void applyEvent(const Json::Value &event, EmulatedTv &tv);
+
+// Applies a scenario's events to a TV at their times, from the main loop. Refusals are printed on
+// standard error.
+class Player {
+ public:
+    // The TV must outlive the player.
+    Player(Scenario scenario, EmulatedTv &tv);
+
+    // Starts the scenario's clock. Further calls have no effect.
+    void start();
+    // Cancels the remaining events.
+    void stop() { m_timer.stop(); }
+
+ private:
+    using Clock = std::chrono::steady_clock;
+
+    void playDue();
+    void play(const ScenarioEvent &event);
+
+    const Scenario m_scenario;
+    EmulatedTv &m_tv;
+    bool m_isPlaying = false;
+    Clock::time_point m_start;
+    std::size_t m_next = 0;
+    support::Timer m_timer;
+};
 
 }  // namespace emulated_tv
 

@@ -3,10 +3,10 @@
 
 #include "SchemaCheck.h"
 
-#include <glib.h>
-
 #include <algorithm>
 #include <map>
+
+#include "TerminalText.h"
 
 namespace emulated_tv {
 
@@ -31,7 +31,7 @@ std::string quoted(const std::string &name) {
     return '"' + name + '"';
 }
 
-// Members of an object, or the elements of a list, as they are written in JSON.
+// Quoted as in JSON.
 std::string listed(const std::vector<std::string> &words, const char *between) {
     std::string list;
     for (const std::string &word : words) {
@@ -48,11 +48,7 @@ std::vector<std::string> wordsOf(const Json::Value &list) {
     return words;
 }
 
-bool isText(const std::string &text) {
-    return g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr) != FALSE;
-}
-
-// The member by which a branch is chosen.
+// The member whose value selects the branch.
 std::string selectorOf(const Json::Value &branch) {
     const Json::Value &properties = branch["properties"];
     for (const std::string &name : properties.getMemberNames()) {
@@ -93,14 +89,14 @@ void SchemaCheck::check(const Json::Value &value, const Json::Value &given,
         for (const Json::Value &element : value) {
             check(element, schema["items"], "an element of " + name);
         }
-    } else if (value.isString() && !isText(value.asString())) {
+    } else if (value.isString() && !support::isUtf8(value.asString())) {
         add(value, name + " is not a valid text");
     } else if (value.isNumeric()) {
         checkRange(value, schema, name);
     }
 }
 
-// The schema itself, or the one that it stands for.
+// The schema, or the one that it refers to.
 const Json::Value &SchemaCheck::resolved(const Json::Value &schema) const {
     static const std::string place = "#/definitions/";
     const std::string reference = schema.get("$ref", "").asString();
@@ -145,7 +141,7 @@ void SchemaCheck::checkBranches(const Json::Value &object, const Json::Value &br
         }
         choices.push_back(choice.asString());
     }
-    // One that is missing is required, and was reported as such.
+    // A missing one was reported as a missing required member.
     if (object.isMember(selector)) {
         add(object[selector], quoted(selector) + " must be one of " + listed(choices, ", "));
     }

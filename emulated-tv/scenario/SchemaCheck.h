@@ -13,14 +13,15 @@
 namespace emulated_tv {
 
 struct Mistake {
-    // Where in the document's text.
+    // In the document's text.
     std::ptrdiff_t offset;
     std::string what;
 };
 
-// Holds a document against a JSON schema, of which it knows: "type", "properties", "required",
-// "additionalProperties": false, "items", "enum", "minimum", "maximum", "$ref" into "definitions",
-// "not" with "required", and "oneOf" whose branches are told apart by a "const" member.
+// Validates a document against a JSON schema and keeps the position of each mistake. Supports
+// "type", "properties", "required", "additionalProperties": false, "items", "enum", "minimum",
+// "maximum", "$ref" into "definitions", "not" with "required", and "oneOf" whose branches differ in
+// a "const" member.
 class SchemaCheck {
  public:
     explicit SchemaCheck(const Json::Value &schema) : m_schema(schema) {}

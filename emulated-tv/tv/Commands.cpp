@@ -25,7 +25,8 @@ Json::Value failed(const std::string &why) {
     return reply;
 }
 
-// Names and device types are addressed with "MBRActivityIndex", icons with "MbrActivityIndex".
+// The member is spelled differently in the commands for names and device types and in those for
+// icons.
 constexpr auto indexOfNames = "MBRActivityIndex";
 constexpr auto indexOfIcons = "MbrActivityIndex";
 
@@ -40,30 +41,31 @@ std::vector<std::string> Commands::names() {
 }
 
 std::string Commands::nameIn(const std::string &request) {
-    const Json::Value document = parseJson(request).value_or(Json::nullValue);
+    const Json::Value document = support::parseJson(request).value_or(Json::nullValue);
     const Json::Value method = document.isObject() ? document["method"] : Json::Value();
     return method.isString() ? method.asString() : "";
 }
 
 Commands::Answer Commands::answer(const std::string &request) {
-    const auto document = parseJson(request);
+    const auto document = support::parseJson(request);
     if (!document || !document->isObject()) {
-        return {jsonLine(failed("the request is not a JSON object")), std::nullopt};
+        return {support::jsonLine(failed("the request is not a JSON object")), std::nullopt};
     }
     const Command command = find(*document);
     if (command == nullptr) {
-        return {jsonLine(failed("unknown command " + jsonLine((*document)["method"]))),
+        return {support::jsonLine(
+                    failed("unknown command " + support::jsonLine((*document)["method"]))),
                 std::nullopt};
     }
     try {
         Json::Value reply;
         reply["return_data"] = true;
         const auto change = (this->*command)((*document)["data"], reply);
-        return {jsonLine(reply), change};
+        return {support::jsonLine(reply), change};
     } catch (const Refusal &refusal) {
-        return {jsonLine(refused(refusal.what())), std::nullopt};
+        return {support::jsonLine(refused(refusal.what())), std::nullopt};
     } catch (const std::runtime_error &error) {
-        return {jsonLine(failed(error.what())), std::nullopt};
+        return {support::jsonLine(failed(error.what())), std::nullopt};
     }
 }
 
@@ -90,18 +92,18 @@ Commands::Command Commands::find(const Json::Value &request) {
 
 std::optional<ListChange> Commands::sourceConnect(const Json::Value &data, Json::Value &) {
     const auto type = requiredInt(data, "SourceType");
-    return m_state.change(ListChange::Described, [&](SourceModel &model) { model.select(type); });
+    return m_store.change(ListChange::Described, [&](SourceModel &model) { model.select(type); });
 }
 
 std::optional<ListChange> Commands::runApp(const Json::Value &data, Json::Value &) {
     const auto type = requiredInt(data, "SourceType");
     const auto key = requiredString(data, "SourceUniqueKey");
-    return m_state.change(ListChange::Described,
+    return m_store.change(ListChange::Described,
                           [&](SourceModel &model) { model.select(type, key); });
 }
 
 std::optional<ListChange> Commands::getSourceList(const Json::Value &, Json::Value &reply) {
-    reply["return_data"] = m_state.model().list();
+    reply["return_data"] = m_store.model().list();
     return std::nullopt;
 }
 
@@ -110,7 +112,7 @@ std::optional<ListChange> Commands::setDetected(const Json::Value &data, Json::V
     const auto name = requiredString(data, "DetectedName");
     const auto deviceType = requiredUInt(data, "DetectedDeviceType");
     const auto index = requiredInt(data, indexOfNames);
-    return m_state.change(ListChange::Described, [&](SourceModel &model) {
+    return m_store.change(ListChange::Described, [&](SourceModel &model) {
         model.setDetected(type, index, name, deviceType);
     });
 }
@@ -119,7 +121,7 @@ std::optional<ListChange> Commands::setEditName(const Json::Value &data, Json::V
     const auto type = requiredInt(data, "SourceType");
     const auto name = requiredString(data, "EditName");
     const auto index = requiredInt(data, indexOfNames);
-    return m_state.change(ListChange::Described,
+    return m_store.change(ListChange::Described,
                           [&](SourceModel &model) { model.setEditName(type, index, name); });
 }
 
@@ -127,7 +129,7 @@ std::optional<ListChange> Commands::setDeviceType(const Json::Value &data, Json:
     const auto type = requiredInt(data, "SourceType");
     const auto deviceType = requiredUInt(data, "DeviceType");
     const auto index = requiredInt(data, indexOfNames);
-    return m_state.change(ListChange::Described, [&](SourceModel &model) {
+    return m_store.change(ListChange::Described, [&](SourceModel &model) {
         model.setDeviceType(type, index, deviceType);
     });
 }
@@ -139,14 +141,14 @@ std::optional<ListChange> Commands::setCustomIconPath(const Json::Value &data, J
     const CustomIcons icons = {requiredString(data, "SourceIconPath"),
                                requiredString(data, "LauncherFocusedIconPath"),
                                requiredString(data, "LauncherUnfocusedIconPath")};
-    return m_state.change(ListChange::Icon,
+    return m_store.change(ListChange::Icon,
                           [&](SourceModel &model) { model.setCustomIcons(type, index, icons); });
 }
 
 std::optional<ListChange> Commands::getCustomIconPath(const Json::Value &data, Json::Value &reply) {
     const auto type = requiredInt(data, "SourceType");
     const auto index = requiredInt(data, indexOfIcons);
-    const CustomIcons &icons = m_state.model().source(type, index).customIcons;
+    const CustomIcons &icons = m_store.model().source(type, index).customIcons;
     reply["SourceIconPath"] = icons.source;
     reply["LauncherFocusedIconPath"] = icons.launcherFocused;
     reply["LauncherUnfocusedIconPath"] = icons.launcherUnfocused;
@@ -155,7 +157,7 @@ std::optional<ListChange> Commands::getCustomIconPath(const Json::Value &data, J
 
 std::optional<ListChange> Commands::getUsbData(const Json::Value &data, Json::Value &reply) {
     const auto key = requiredString(data, "SourceUniqueKey");
-    const Source &source = m_state.model().source(key);
+    const Source &source = m_store.model().source(key);
     if (!source.isUsb()) {
         throw Refusal("\"" + key + "\" is not a USB device");
     }

@@ -11,31 +11,31 @@
 #include <string>
 #include <vector>
 
-#include "SourceState.h"
+#include "SourceStore.h"
 
 namespace emulated_tv {
 
-// The commands that the source service understands, JSON text in and out.
+// The commands of the source service. Requests and replies are JSON texts.
 class Commands {
  public:
     struct Answer {
         std::string text;
-        // What is to be announced once the answer is on its way.
+        // The change to announce after the reply was sent.
         std::optional<ListChange> change;
     };
 
-    // Every command that there is, and the one that a request names; empty for none.
+    // The names of all commands, and the name in a request, empty if it has none.
     static std::vector<std::string> names();
     static std::string nameIn(const std::string &request);
 
-    explicit Commands(SourceState &state) : m_state(state) {}
+    explicit Commands(SourceStore &store) : m_store(store) {}
 
-    // Always an answer: "return_data" is false for a request that is refused, and "dbus_result"
-    // is "fail" as well for one that is not understood or could not be carried out.
+    // Executes a request. In the reply "return_data" is false if it is refused, and "dbus_result"
+    // is also "fail" if it is malformed, unknown or failed.
     Answer answer(const std::string &request);
 
  private:
-    // A command adds its own members to the reply.
+    // Adds the command's members to the reply.
     using Command = std::optional<ListChange> (Commands::*)(const Json::Value &data,
                                                             Json::Value &reply);
     static const std::map<std::string, Command> &table();
@@ -51,7 +51,7 @@ class Commands {
     std::optional<ListChange> getCustomIconPath(const Json::Value &data, Json::Value &reply);
     std::optional<ListChange> getUsbData(const Json::Value &data, Json::Value &reply);
 
-    SourceState &m_state;
+    SourceStore &m_store;
 };
 
 }  // namespace emulated_tv

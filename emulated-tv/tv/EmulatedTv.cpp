@@ -11,7 +11,7 @@ namespace emulated_tv {
 
 EmulatedTv::EmulatedTv(std::string busAddress, const std::filesystem::path &root,
                        const std::optional<SourceModel> &sources)
-    : m_busAddress(std::move(busAddress)), m_state(root, sources) {
+    : m_busAddress(std::move(busAddress)), m_store(root, sources) {
     startService();
 }
 
@@ -33,7 +33,7 @@ void EmulatedTv::setPower(const std::string &source, bool on) {
 }
 
 void EmulatedTv::change(ListChange what, const std::function<void(SourceModel &)> &edit) {
-    const auto announced = m_state.change(what, edit);
+    const auto announced = m_store.change(what, edit);
     if (announced && m_service) {
         m_service->announce(*announced);
     }
@@ -50,42 +50,42 @@ void EmulatedTv::requireService() const {
     }
 }
 
-void EmulatedTv::fault(const FaultOrder &order) {
-    checkFaultOrder(order);
-    if (concernsAnswers(order.kind)) {
-        m_faults.add(order);
-    } else if (order.kind == FaultKind::Clear) {
+void EmulatedTv::apply(const Fault &fault) {
+    checkFault(fault);
+    if (affectsReplies(fault.kind)) {
+        m_faults.add(fault);
+    } else if (fault.kind == FaultKind::Clear) {
         m_faults.clear();
         m_flood.stop();
-    } else if (order.kind == FaultKind::Restart) {
+    } else if (fault.kind == FaultKind::Restart) {
         if (m_service) {
             crash();
         }
         startService();
-    } else if (order.kind == FaultKind::Crash) {
+    } else if (fault.kind == FaultKind::Crash) {
         requireService();
         crash();
     } else {
         requireService();
-        m_flood.start(*order.count, order.perSecond,
+        m_flood.start(*fault.count, fault.perSecond,
                       [this] { m_service->announce(ListChange::Described); });
     }
 }
 
 void EmulatedTv::startService() {
     m_serviceConnection = support::connectTo(m_busAddress);
-    m_service.emplace(m_serviceConnection.get(), m_state, m_faults);
+    m_service.emplace(m_serviceConnection.get(), m_store, m_faults);
 }
 
-// As the killing of its process looks on the bus: the connection goes first, so nothing is given
-// back or answered any more. When this returns, the bus has noticed.
+// Looks on the bus as if the service's process were killed: the connection is closed first, so that
+// no name is released and no call replied to. Returns after the bus has noticed.
 void EmulatedTv::crash() {
     m_flood.stop();
-    const support::Connection witness = support::connectTo(m_busAddress);
-    const std::string victim = g_dbus_connection_get_unique_name(m_serviceConnection.get());
+    const support::Connection observer = support::connectTo(m_busAddress);
+    const std::string uniqueName = g_dbus_connection_get_unique_name(m_serviceConnection.get());
     g_dbus_connection_close_sync(m_serviceConnection.get(), nullptr, nullptr);
     m_service.reset();
-    while (support::hasOwner(witness.get(), victim)) {
+    while (support::hasOwner(observer.get(), uniqueName)) {
     }
 }
 

@@ -9,37 +9,35 @@
 #include <optional>
 #include <string>
 
-#include "ArmedFaults.h"
 #include "BusConnection.h"
-#include "Fault.h"
-#include "Flood.h"
+#include "Faults.h"
 #include "SourceService.h"
-#include "SourceState.h"
+#include "SourceStore.h"
 
 namespace emulated_tv {
 
-// The TV: its sources, and the source service that shows them on the bus. The service has a
-// connection of its own, so that it can die and come back while the TV goes on; what happens to a
-// source meanwhile is kept, and announced to nobody. What cannot be done throws Refusal.
+// The TV: its sources, and the source service that shows them on the bus. The service has its own
+// connection, so that it can crash and restart while the TV goes on. Changes of the sources while
+// there is no service are saved but not announced. What cannot be done throws Refusal.
 class EmulatedTv {
  public:
-    // Throws std::runtime_error when the root cannot be used or the bus has a service already.
-    // Begins with the sources that are given, else with those that the root holds.
+    // Throws std::runtime_error if the root cannot be used or the bus has a source service
+    // already. Starts with the given sources, else with those saved in the root.
     EmulatedTv(std::string busAddress, const std::filesystem::path &root,
                const std::optional<SourceModel> &sources = std::nullopt);
 
-    const SourceModel &model() const { return m_state.model(); }
+    const SourceModel &model() const { return m_store.model(); }
 
-    // What happens at the TV is announced when it changes the list.
+    // Events at the TV. They are announced if they change the list.
     void plug(const std::string &source, const std::optional<std::string> &name,
               std::optional<std::uint32_t> deviceType);
     void unplug(const std::string &source);
     void rename(const std::string &source, const std::string &name);
     void setPower(const std::string &source, bool on);
 
-    // Announces a change though there may be none.
+    // Emits a change signal whether or not there was a change.
     void emit(ListChange change);
-    void fault(const FaultOrder &order);
+    void apply(const Fault &fault);
 
  private:
     void requireService() const;
@@ -48,11 +46,11 @@ class EmulatedTv {
     void crash();
 
     const std::string m_busAddress;
-    SourceState m_state;
-    ArmedFaults m_faults;
-    Flood m_flood;
+    SourceStore m_store;
+    PendingFaults m_faults;
+    SignalFlood m_flood;
     support::Connection m_serviceConnection;
-    // Nothing while it is dead.
+    // Empty while the service is down.
     std::optional<SourceService> m_service;
 };
 

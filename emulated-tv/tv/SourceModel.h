@@ -5,27 +5,52 @@
 #define EMULATED_TV_SOURCE_MODEL_H
 
 #include <json/json.h>
-
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "Source.h"
-
 namespace emulated_tv {
 
-// The emulated TV's sources and the rules by which they change. It knows nothing of the bus or of
-// files. What changes it throws Refusal, and then has changed nothing.
+// Icons set by an application, empty if not set.
+struct CustomIcons {
+    std::string source;
+    std::string launcherFocused;
+    std::string launcherUnfocused;
+};
+
+// One source of the TV. The numbers are explained in the emulated TV's README.
+struct Source {
+    std::string uniqueKey;
+    std::int32_t sourceType = 0;
+    std::int32_t mbrActivityIndex = 0;
+    std::string editName;
+    std::string detectedName;
+    std::uint32_t deviceType = 0;
+    bool connected = false;
+    std::int32_t powerState = 0;
+    std::int32_t editState = 0;
+    std::int32_t settingMethod = 0;
+    // The TV's own icon.
+    std::string iconPath;
+    CustomIcons customIcons;
+    // The members of the reply to UtilGetUsbData; null if the source is not a USB device.
+    Json::Value usbData;
+
+    bool isUsb() const { return !usbData.isNull(); }
+};
+
+// The emulated TV's sources and the rules by which they change, without bus and files. Operations
+// that fail throw Refusal and change nothing.
 class SourceModel {
  public:
-    // toJson's form; throws Refusal when it is something else.
+    // Reads toJson's form. Throws Refusal if a member is missing or has another type.
     static SourceModel fromJson(const Json::Value &document);
     Json::Value toJson() const;
 
-    // The complete list as the service sends it.
+    // The list as the service sends it, with names percent-encoded.
     Json::Value list() const;
-    // The document of names as the settings store holds it.
+    // The document of names in the settings store.
     Json::Value names() const;
 
     const std::vector<Source> &sources() const { return m_sources; }
@@ -34,12 +59,12 @@ class SourceModel {
     // The unique key of the source that the TV shows.
     const std::string &selected() const { return m_selected; }
 
-    // What applications ask for. The TV also switches to a port that has nothing plugged in.
+    // Requests of applications. A port with nothing plugged in can be selected, too.
     void select(std::int32_t sourceType);
     void select(std::int32_t sourceType, const std::string &uniqueKey);
     void setDetected(std::int32_t sourceType, std::int32_t mbrActivityIndex,
                      const std::string &name, std::uint32_t deviceType);
-    // An empty name takes the user's name back.
+    // An empty name removes the user's name.
     void setEditName(std::int32_t sourceType, std::int32_t mbrActivityIndex,
                      const std::string &name);
     void setDeviceType(std::int32_t sourceType, std::int32_t mbrActivityIndex,
@@ -47,8 +72,8 @@ class SourceModel {
     void setCustomIcons(std::int32_t sourceType, std::int32_t mbrActivityIndex,
                         const CustomIcons &icons);
 
-    // What happens at the TV itself. Plugging under a new key that begins with "usb" adds a USB
-    // device; unplugging one removes its source, while a port stays.
+    // Events at the TV itself. Plugging in a new key that begins with "usb" adds the source of a
+    // USB device, and unplugging it removes that source; ports stay.
     void plug(const std::string &uniqueKey, const std::optional<std::string> &name,
               std::optional<std::uint32_t> deviceType);
     void unplug(const std::string &uniqueKey);

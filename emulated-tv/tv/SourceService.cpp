@@ -4,8 +4,6 @@
 #include "SourceService.h"
 
 #include "JsonText.h"
-#include "MessageBody.h"
-#include "SpoiledAnswer.h"
 
 namespace emulated_tv {
 
@@ -52,44 +50,44 @@ constexpr auto introspection = R"xml(
 
 }  // namespace
 
-SourceService::SourceService(GDBusConnection *connection, SourceState &state, ArmedFaults &faults)
+SourceService::SourceService(GDBusConnection *connection, SourceStore &store, PendingFaults &faults)
     : m_connection(connection),
-      m_state(state),
+      m_store(store),
       m_faults(faults),
-      m_commands(state),
+      m_commands(store),
       m_object(
           connection, objectPath, introspection,
           [this](const std::string &method, GVariant *arguments,
-                 GDBusMethodInvocation *invocation) { answer(method, arguments, invocation); }),
+                 GDBusMethodInvocation *invocation) { handle(method, arguments, invocation); }),
       m_name(connection, busName) {}
 
 void SourceService::announce(ListChange change) const {
     Json::Value message;
     message["method"] = "SourceListChanged";
-    message["return_data"] = m_state.model().list();
+    message["return_data"] = m_store.model().list();
     message["data"]["result"] = static_cast<int>(change);
-    // It fails on a connection that was closed only, and then there is nobody to tell.
+    // Fails only if the connection is closed.
     g_dbus_connection_emit_signal(m_connection, nullptr, objectPath, busName, changeSignal,
-                                  messageBody(jsonLine(message)), nullptr);
+                                  plainBody(support::jsonLine(message)), nullptr);
 }
 
-void SourceService::answer(const std::string &method, GVariant *arguments,
+void SourceService::handle(const std::string &method, GVariant *arguments,
                            GDBusMethodInvocation *invocation) {
     const char *request = nullptr;
     g_variant_get_child(arguments, 3, "&s", &request);
     const auto fault = m_faults.take(request);
-    if (fault && leavesUndone(fault->kind)) {
-        answerSpoiled(fault->kind, "", invocation);
+    if (fault && preventsCommand(fault->kind)) {
+        replyWithFault(fault->kind, "", invocation);
         return;
     }
     const Commands::Answer answer = m_commands.answer(request);
     if (!fault) {
-        g_dbus_method_invocation_return_value(invocation, answerBody(method, answer.text));
+        g_dbus_method_invocation_return_value(invocation, replyBody(method, answer.text));
     } else if (fault->kind == FaultKind::Late) {
-        m_lateAnswers.send(std::chrono::milliseconds(*fault->delay), invocation,
-                           answerBody(method, answer.text));
+        m_delayedReplies.send(std::chrono::milliseconds(*fault->delay), invocation,
+                              replyBody(method, answer.text));
     } else {
-        answerSpoiled(fault->kind, answer.text, invocation);
+        replyWithFault(fault->kind, answer.text, invocation);
     }
     if (answer.change) {
         announce(*answer.change);

@@ -4,32 +4,32 @@
 #ifndef EMULATED_TV_SOURCE_SERVICE_H
 #define EMULATED_TV_SOURCE_SERVICE_H
 
-#include "ArmedFaults.h"
 #include "BusConnection.h"
 #include "Commands.h"
-#include "LateAnswers.h"
-#include "SourceState.h"
+#include "Faults.h"
+#include "Replies.h"
+#include "SourceStore.h"
 
 namespace emulated_tv {
 
-// The source service on the bus: answers requests and announces changes of the list for as long
-// as it lives.
+// The source service on the bus. It replies to requests and emits change signals.
 class SourceService {
  public:
-    // All must outlive the service. Throws std::runtime_error when the bus already has one.
-    SourceService(GDBusConnection *connection, SourceState &state, ArmedFaults &faults);
+    // All arguments must outlive the service. Throws std::runtime_error if the bus has a source
+    // service already.
+    SourceService(GDBusConnection *connection, SourceStore &store, PendingFaults &faults);
 
-    // Sends the change signal with the list as it is now.
+    // Emits the change signal with the current list.
     void announce(ListChange change) const;
 
  private:
-    void answer(const std::string &method, GVariant *arguments, GDBusMethodInvocation *invocation);
+    void handle(const std::string &method, GVariant *arguments, GDBusMethodInvocation *invocation);
 
     GDBusConnection *m_connection;
-    SourceState &m_state;
-    ArmedFaults &m_faults;
+    SourceStore &m_store;
+    PendingFaults &m_faults;
     Commands m_commands;
-    LateAnswers m_lateAnswers;
+    DelayedReplies m_delayedReplies;
     support::ExportedObject m_object;
     support::OwnedName m_name;
 };

@@ -23,6 +23,10 @@ Pointer allocated(Pointer pointer) {
     return pointer;
 }
 
+void trimEnd(std::string &text, char what) {
+    text.erase(text.find_last_not_of(what) + 1);
+}
+
 }  // namespace
 
 void TextTable::Release::operator()(libscols_table *table) const {
@@ -50,10 +54,15 @@ std::string TextTable::text() const {
     char *lines = nullptr;
     scols_print_table_to_string(m_table.get(), &lines);
     const std::unique_ptr<char, decltype(&std::free)> owned(allocated(lines), std::free);
-    std::string text(lines);
-    while (!text.empty() && text.back() == '\n') {
-        text.pop_back();
+    std::string text;
+    for (const char *next = lines; *next != '\0'; ++next) {
+        if (*next == '\n') {
+            trimEnd(text, ' ');
+        }
+        text += *next;
     }
+    trimEnd(text, '\n');
+    trimEnd(text, ' ');
     return text;
 }
 

@@ -32,7 +32,8 @@ class TextTable {
     // One cell for each column.
     void addRow(const std::vector<std::string> &cells);
 
-    // The lines, the last without a newline. Empty if there is no row.
+    // The lines, without spaces at their ends, the last without a newline. Empty if there is no
+    // row. Non-ASCII text needs a UTF-8 locale.
     std::string text() const;
 
  private:

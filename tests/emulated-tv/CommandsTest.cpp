@@ -18,17 +18,17 @@ class CommandsTest : public testing::Test {
     Json::Value ask(const std::string &request) {
         Commands::Answer answer = m_commands.answer(request);
         m_change = answer.change;
-        return parseJson(answer.text).value_or("not JSON");
+        return support::parseJson(answer.text).value_or("not JSON");
     }
     Json::Value ask(const std::string &method, const std::string &data) {
         return ask(R"({"method":")" + method + R"(","data":)" + data + "}");
     }
 
-    const Source &source(const std::string &key) const { return m_state.model().source(key); }
+    const Source &source(const std::string &key) const { return m_store.model().source(key); }
 
     TemporaryFolder m_root;
-    SourceState m_state{m_root.path()};
-    Commands m_commands{m_state};
+    SourceStore m_store{m_root.path()};
+    Commands m_commands{m_store};
     // What the last request would have announced.
     std::optional<ListChange> m_change;
 };
@@ -55,27 +55,28 @@ TEST_F(CommandsTest, UnknownCommandFails) {
 }
 
 TEST_F(CommandsTest, SourceConnectSelectsTheSourceWithoutChangingTheList) {
-    EXPECT_EQ(ask("SourceConnect", R"({"SourceType":4})"), *parseJson(R"({"return_data":true})"));
-    EXPECT_EQ(m_state.model().selected(), "hdmi2");
+    EXPECT_EQ(ask("SourceConnect", R"({"SourceType":4})"),
+              *support::parseJson(R"({"return_data":true})"));
+    EXPECT_EQ(m_store.model().selected(), "hdmi2");
     EXPECT_EQ(m_change, std::nullopt);
 }
 
 TEST_F(CommandsTest, SourceConnectToAnEmptyPortIsDone) {
     EXPECT_EQ(ask("SourceConnect", R"({"SourceType":5})")["return_data"], true);
-    EXPECT_EQ(m_state.model().selected(), "hdmi3");
+    EXPECT_EQ(m_store.model().selected(), "hdmi3");
 }
 
 TEST_F(CommandsTest, RunAppSelectsTheSourceOfThatKey) {
     EXPECT_EQ(ask("RunApp", R"({"SourceType":8,"SourceUniqueKey":"usb-camera"})"),
-              *parseJson(R"({"return_data":true})"));
-    EXPECT_EQ(m_state.model().selected(), "usb-camera");
+              *support::parseJson(R"({"return_data":true})"));
+    EXPECT_EQ(m_store.model().selected(), "usb-camera");
     EXPECT_EQ(m_change, std::nullopt);
 }
 
 TEST_F(CommandsTest, SourceListIsTheWholeList) {
     const Json::Value reply = ask("UtilGetSourceList", "null");
     EXPECT_EQ(reply.size(), 1U);
-    EXPECT_EQ(reply["return_data"], m_state.model().list());
+    EXPECT_EQ(reply["return_data"], m_store.model().list());
     EXPECT_EQ(m_change, std::nullopt);
 }
 
@@ -83,7 +84,7 @@ TEST_F(CommandsTest, DetectedNameAndDeviceTypeAreKept) {
     EXPECT_EQ(ask("UtilSetSourceDetectedNameAndDeviceType",
                   R"({"SourceType":8,"DetectedName":"Kamera Nr. 2","DetectedDeviceType":4294967295,
                       "MBRActivityIndex":1})"),
-              *parseJson(R"({"return_data":true})"));
+              *support::parseJson(R"({"return_data":true})"));
     EXPECT_EQ(source("usb-camera").detectedName, "Kamera Nr. 2");
     EXPECT_EQ(source("usb-camera").deviceType, 4294967295U);
     EXPECT_THAT(m_change, Optional(ListChange::Described));
@@ -92,7 +93,7 @@ TEST_F(CommandsTest, DetectedNameAndDeviceTypeAreKept) {
 TEST_F(CommandsTest, EditNameIsKept) {
     EXPECT_EQ(
         ask("UtilSetSourceEditName", R"({"SourceType":3,"EditName":"Été","MBRActivityIndex":0})"),
-        *parseJson(R"({"return_data":true})"));
+        *support::parseJson(R"({"return_data":true})"));
     EXPECT_EQ(source("hdmi1").editName, "Été");
     EXPECT_THAT(m_change, Optional(ListChange::Described));
 }
@@ -107,7 +108,8 @@ TEST_F(CommandsTest, SettingTheSameNameAgainAnnouncesNothing) {
 
 TEST_F(CommandsTest, DeviceTypeIsKeptAndAnnouncedWhenTheListShowsIt) {
     constexpr auto first = R"({"SourceType":4,"DeviceType":9,"MBRActivityIndex":0})";
-    EXPECT_EQ(ask("UtilSetSourceDeviceType", first), *parseJson(R"({"return_data":true})"));
+    EXPECT_EQ(ask("UtilSetSourceDeviceType", first),
+              *support::parseJson(R"({"return_data":true})"));
     EXPECT_EQ(source("hdmi2").deviceType, 9U);
     EXPECT_THAT(m_change, Optional(ListChange::Described)) << "the setting method is in the list";
     constexpr auto second = R"({"SourceType":4,"DeviceType":10,"MBRActivityIndex":0})";
@@ -120,10 +122,10 @@ TEST_F(CommandsTest, CustomIconsAreKeptAndToldAgain) {
     EXPECT_EQ(ask("UtilSetCustomIconPath",
                   R"({"SourceType":3,"Pid":1234,"MbrActivityIndex":0,"SourceIconPath":"/s.png",
                       "LauncherFocusedIconPath":"/f.png","LauncherUnfocusedIconPath":"/u.png"})"),
-              *parseJson(R"({"return_data":true})"));
+              *support::parseJson(R"({"return_data":true})"));
     EXPECT_THAT(m_change, Optional(ListChange::Icon));
     EXPECT_EQ(ask("UtilGetCustomIconPath", R"({"SourceType":3,"MbrActivityIndex":0})"),
-              *parseJson(R"({"return_data":true,"SourceIconPath":"/s.png",
+              *support::parseJson(R"({"return_data":true,"SourceIconPath":"/s.png",
                              "LauncherFocusedIconPath":"/f.png",
                              "LauncherUnfocusedIconPath":"/u.png"})"));
     EXPECT_EQ(m_change, std::nullopt);
@@ -133,26 +135,28 @@ TEST_F(CommandsTest, LauncherIconsAloneAnnounceNothing) {
     EXPECT_EQ(ask("UtilSetCustomIconPath",
                   R"({"SourceType":3,"Pid":1,"MbrActivityIndex":0,"SourceIconPath":"",
                       "LauncherFocusedIconPath":"/f.png","LauncherUnfocusedIconPath":""})"),
-              *parseJson(R"({"return_data":true})"));
+              *support::parseJson(R"({"return_data":true})"));
     EXPECT_EQ(m_change, std::nullopt);
 }
 
 TEST_F(CommandsTest, SourceWithoutCustomIconsHasEmptyPaths) {
     EXPECT_EQ(ask("UtilGetCustomIconPath", R"({"SourceType":2,"MbrActivityIndex":0})"),
-              *parseJson(R"({"return_data":true,"SourceIconPath":"",
+              *support::parseJson(R"({"return_data":true,"SourceIconPath":"",
                              "LauncherFocusedIconPath":"","LauncherUnfocusedIconPath":""})"));
 }
 
 TEST_F(CommandsTest, UsbDataOfADiskIsInTheRoot) {
     EXPECT_EQ(ask("UtilGetUsbData", R"({"SourceUniqueKey":"usb-disk"})"),
-              *parseJson(R"({"return_data":true,"calledApp":"media-browser","deviceType":"storage",
+              *support::parseJson(
+                  R"({"return_data":true,"calledApp":"media-browser","deviceType":"storage",
                              "deviceName":"Été 2026","isPTP":false,"vendorName":"Generic",
                              "volumeName":"Été 2026","devicePath":"/media/usb-disk"})"));
 }
 
 TEST_F(CommandsTest, UsbDataOfACameraIsInTheRoot) {
-    EXPECT_EQ(ask("UtilGetUsbData", R"({"SourceUniqueKey":"usb-camera"})"),
-              *parseJson(R"({"return_data":true,"calledApp":"photo-viewer","deviceType":"camera",
+    EXPECT_EQ(
+        ask("UtilGetUsbData", R"({"SourceUniqueKey":"usb-camera"})"),
+        *support::parseJson(R"({"return_data":true,"calledApp":"photo-viewer","deviceType":"camera",
                              "deviceName":"Björn's Kamera","isPTP":true,"deviceBusNumber":"001",
                              "deviceAddressNumber":"004"})"));
 }
@@ -178,12 +182,12 @@ void PrintTo(const Refused &refused, std::ostream *out) {
 class RefusalTest : public CommandsTest, public testing::WithParamInterface<Refused> {};
 
 TEST_P(RefusalTest, IsAnsweredWithFalseAndChangesNothing) {
-    const Json::Value before = m_state.model().toJson();
+    const Json::Value before = m_store.model().toJson();
     const Json::Value reply = ask(GetParam().method, GetParam().data);
     EXPECT_EQ(reply["return_data"], false) << GetParam().data;
     EXPECT_FALSE(reply.isMember("dbus_result"));
     EXPECT_NE(reply["error"].asString(), "");
-    EXPECT_EQ(m_state.model().toJson(), before);
+    EXPECT_EQ(m_store.model().toJson(), before);
     EXPECT_EQ(m_change, std::nullopt);
 }
 

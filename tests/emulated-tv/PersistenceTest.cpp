@@ -5,7 +5,7 @@
 
 #include "Commands.h"
 #include "JsonText.h"
-#include "SourceState.h"
+#include "SourceStore.h"
 #include "TemporaryFolder.h"
 
 namespace emulated_tv {
@@ -18,23 +18,24 @@ class PersistenceTest : public testing::Test {
  protected:
     // The document that clients read, as it is on the disk.
     Json::Value storedNames() const {
-        return parseJson(SettingsStore(m_root.path()).get(namesKey).value_or("")).value_or("none");
+        return support::parseJson(SettingsStore(m_root.path()).get(namesKey).value_or(""))
+            .value_or("none");
     }
 
     TemporaryFolder m_root;
 };
 
 TEST_F(PersistenceTest, NewTvWritesItsNamesAtOnce) {
-    const SourceState state(m_root.path());
-    EXPECT_EQ(storedNames(), state.model().names());
+    const SourceStore store(m_root.path());
+    EXPECT_EQ(storedNames(), store.model().names());
     EXPECT_EQ(storedNames()[1]["EditName"], "Wohnzimmer Bär");
 }
 
 TEST_F(PersistenceTest, RestartKeepsEverything) {
     Json::Value before;
     {
-        SourceState state(m_root.path());
-        Commands commands(state);
+        SourceStore store(m_root.path());
+        Commands commands(store);
         for (const char *request : {R"({"method":"UtilSetSourceEditName",
                   "data":{"SourceType":4,"EditName":"Björns Ecke","MBRActivityIndex":0}})",
                                     R"({"method":"UtilSetSourceDeviceType",
@@ -46,56 +47,56 @@ TEST_F(PersistenceTest, RestartKeepsEverything) {
                                     R"({"method":"SourceConnect","data":{"SourceType":4}})"}) {
             EXPECT_THAT(commands.answer(request).text, HasSubstr(R"("return_data":true)"));
         }
-        state.change(ListChange::Plugged,
+        store.change(ListChange::Plugged,
                      [](SourceModel &model) { model.plug("usb-stick", "Holiday", std::nullopt); });
-        before = state.model().toJson();
+        before = store.model().toJson();
     }
-    const SourceState state(m_root.path());
-    EXPECT_EQ(state.model().toJson(), before);
-    EXPECT_EQ(state.model().selected(), "hdmi2");
-    EXPECT_EQ(state.model().source("hdmi2").customIcons.launcherFocused, "/f.png");
-    EXPECT_EQ(state.model().source("usb-stick").detectedName, "Holiday");
-    EXPECT_EQ(storedNames(), state.model().names());
+    const SourceStore store(m_root.path());
+    EXPECT_EQ(store.model().toJson(), before);
+    EXPECT_EQ(store.model().selected(), "hdmi2");
+    EXPECT_EQ(store.model().source("hdmi2").customIcons.launcherFocused, "/f.png");
+    EXPECT_EQ(store.model().source("usb-stick").detectedName, "Holiday");
+    EXPECT_EQ(storedNames(), store.model().names());
 }
 
 TEST_F(PersistenceTest, ChangeIsOnTheDiskBeforeItIsAnswered) {
-    SourceState state(m_root.path());
-    Commands(state).answer(
+    SourceStore store(m_root.path());
+    Commands(store).answer(
         R"({"method":"UtilSetSourceDeviceType",
             "data":{"SourceType":3,"DeviceType":4294967295,"MBRActivityIndex":0}})");
     EXPECT_EQ(storedNames()[1]["DeviceType"], -1);
-    EXPECT_EQ(SourceState(m_root.path()).model().toJson(), state.model().toJson());
+    EXPECT_EQ(SourceStore(m_root.path()).model().toJson(), store.model().toJson());
 }
 
 TEST_F(PersistenceTest, ChangeThatCannotBeWrittenFailsAndIsNotMade) {
-    SourceState state(m_root.path());
-    const Json::Value before = state.model().toJson();
+    SourceStore store(m_root.path());
+    const Json::Value before = store.model().toJson();
     // A folder is in the way of the file.
     std::filesystem::remove(m_root.path() / "state.json");
     std::filesystem::create_directories(m_root.path() / "state.json" / "in the way");
-    const auto answer = Commands(state).answer(
+    const auto answer = Commands(store).answer(
         R"({"method":"UtilSetSourceEditName",
             "data":{"SourceType":3,"EditName":"new","MBRActivityIndex":0}})");
-    const Json::Value reply = parseJson(answer.text).value_or("none");
+    const Json::Value reply = support::parseJson(answer.text).value_or("none");
     EXPECT_EQ(reply["dbus_result"], "fail");
     EXPECT_EQ(reply["return_data"], false);
     EXPECT_EQ(answer.change, std::nullopt);
-    EXPECT_EQ(state.model().toJson(), before);
+    EXPECT_EQ(store.model().toJson(), before);
 }
 
 TEST_F(PersistenceTest, StateThatCannotBeReadIsNotReplaced) {
     for (const char *content : {"", "{", "[]", R"({"selected":"tuner"})"}) {
         replaceFile(m_root.path() / "state.json", content);
-        EXPECT_THROW(SourceState state(m_root.path()), std::runtime_error);
+        EXPECT_THROW(SourceStore store(m_root.path()), std::runtime_error);
         EXPECT_EQ(readFile(m_root.path() / "state.json"), content);
     }
 }
 
 TEST_F(PersistenceTest, NamesLostFromTheStoreComeBackAtTheNextStart) {
-    { const SourceState state(m_root.path()); }
+    { const SourceStore store(m_root.path()); }
     SettingsStore(m_root.path()).remove(namesKey);
-    const SourceState state(m_root.path());
-    EXPECT_EQ(storedNames(), state.model().names());
+    const SourceStore store(m_root.path());
+    EXPECT_EQ(storedNames(), store.model().names());
 }
 
 }  // namespace emulated_tv

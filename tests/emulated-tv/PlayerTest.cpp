@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "Player.h"
+#include "Scenario.h"
 
 #include <gmock/gmock.h>
 

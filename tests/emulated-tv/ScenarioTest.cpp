@@ -6,8 +6,7 @@
 #include <gmock/gmock.h>
 
 #include "Commands.h"
-#include "DefaultTv.h"
-#include "Fault.h"
+#include "Faults.h"
 #include "JsonText.h"
 #include "ScenarioSchema.h"
 #include "SettingsStore.h"
@@ -21,7 +20,7 @@ namespace {
 std::string mistakesIn(const std::string &text) {
     try {
         const Scenario scenario("file.json", text);
-        scenario.rehearse(scenario.tv().value_or(SourceModel::fromJson(*parseJson(defaultTv))));
+        scenario.rehearse(scenario.tv().value_or(defaultSources()));
         return "";
     } catch (const ScenarioError &error) {
         return error.what();
@@ -163,7 +162,7 @@ TEST(ScenarioTest, DefaultTvCanBeDescribedByAScenario) {
 }
 
 TEST(ScenarioTest, SchemaKnowsEveryFaultAndEveryCommand) {
-    const Json::Value schema = *parseJson(scenarioSchema);
+    const Json::Value schema = *support::parseJson(scenarioSchema);
     for (const Json::Value &event : schema["definitions"]["event"]["oneOf"]) {
         if (event["properties"]["do"]["const"] == "fault") {
             EXPECT_EQ(wordsIn(event["properties"]["kind"]["enum"]), faultNames());

@@ -37,7 +37,7 @@ TEST_F(SecondShellTest, PluggingAndUnpluggingAtAPort) {
     EXPECT_EQ(command({"plug", "hdmi3", "--name", "Laptop", "--type", "4"}).code, 0);
     EXPECT_THAT(list(), ContainsRegex("hdmi3 .* on +Laptop"));
     const auto names =
-        parseJson(SettingsStore(root()).get("db/source-list/source-name").value_or(""))
+        support::parseJson(SettingsStore(root()).get("db/source-list/source-name").value_or(""))
             .value_or("none");
     EXPECT_EQ(names[3]["DeviceType"], 4);
     EXPECT_EQ(command({"unplug", "hdmi3"}).code, 0);

@@ -35,7 +35,7 @@ TEST_F(ServiceOnBusTest, ListIsInTheReply) {
     ASSERT_TRUE(reply) << m_error;
     const char *text = nullptr;
     g_variant_get_child(reply.get(), 3, "&s", &text);
-    EXPECT_EQ(parseJson(text).value_or("")["return_data"], m_tv->model().list());
+    EXPECT_EQ(support::parseJson(text).value_or("")["return_data"], m_tv->model().list());
 }
 
 TEST_F(ServiceOnBusTest, TextThatIsNotUnderstoodIsAnsweredNotDropped) {
@@ -84,7 +84,7 @@ TEST_F(ServiceOnBusTest, ChangeSignalCarriesTheCompleteList) {
     EXPECT_THAT(textOf(signal.body.get()),
                 testing::StartsWith("('source_service', uint32 0, '', "));
     EXPECT_EQ(signal.message()["method"], "SourceListChanged");
-    EXPECT_EQ(signal.message()["data"], *parseJson(R"({"result":3})"));
+    EXPECT_EQ(signal.message()["data"], *support::parseJson(R"({"result":3})"));
     EXPECT_EQ(signal.message()["return_data"], m_tv->model().list());
     EXPECT_EQ(signal.message()["return_data"][2]["editName"], "Neuer%20Name");
 }

@@ -5,9 +5,9 @@
 
 #include <gmock/gmock.h>
 
-#include "DefaultTv.h"
 #include "JsonText.h"
 #include "Refusal.h"
+#include "SourceStore.h"
 
 namespace emulated_tv {
 
@@ -27,7 +27,7 @@ class SourceModelTest : public testing::Test {
         return "not refused";
     }
 
-    SourceModel m_model = SourceModel::fromJson(*parseJson(defaultTv));
+    SourceModel m_model = defaultSources();
 };
 
 TEST_F(SourceModelTest, TvComesWithPortsAndTwoUsbDevices) {
@@ -46,7 +46,8 @@ TEST_F(SourceModelTest, JsonFormIsReadBackTheSame) {
     m_model.setCustomIcons(3, 0, {"a.png", "b.png", "c.png"});
     m_model.setDeviceType(3, 0, 4294967295U);
     const Json::Value document = m_model.toJson();
-    EXPECT_EQ(SourceModel::fromJson(*parseJson(jsonDocument(document))).toJson(), document);
+    EXPECT_EQ(SourceModel::fromJson(*support::parseJson(support::jsonDocument(document))).toJson(),
+              document);
 }
 
 TEST_F(SourceModelTest, JsonOfAnotherFormIsRefused) {
@@ -54,7 +55,7 @@ TEST_F(SourceModelTest, JsonOfAnotherFormIsRefused) {
          {"null", "[]", "{}", R"({"selected":"a"})", R"({"selected":1,"sources":[]})",
           R"({"selected":"a","sources":{}})", R"({"selected":"a","sources":[1]})",
           R"({"selected":"a","sources":[{"uniqueKey":"a"}]})"}) {
-        EXPECT_THROW(SourceModel::fromJson(*parseJson(text)), Refusal) << text;
+        EXPECT_THROW(SourceModel::fromJson(*support::parseJson(text)), Refusal) << text;
     }
     Json::Value document = m_model.toJson();
     document["selected"] = "missing";
@@ -64,7 +65,7 @@ TEST_F(SourceModelTest, JsonOfAnotherFormIsRefused) {
 TEST_F(SourceModelTest, ListElementHasExactlyTheKeysThatClientsRead) {
     const Json::Value list = m_model.list();
     ASSERT_EQ(list.size(), 7U);
-    EXPECT_EQ(list[1], *parseJson(R"({
+    EXPECT_EQ(list[1], *support::parseJson(R"({
         "sourceType": 3, "editName": "Wohnzimmer%20B%C3%A4r", "detectedName": "Set-top%20box",
         "iconPath": "/usr/share/tv/icons/hdmi.png", "uniqueKey": "hdmi1",
         "connectionState": true, "powerState": 1, "mbrActivityIndex": 0, "settingMethod": 1})"));
@@ -73,7 +74,7 @@ TEST_F(SourceModelTest, ListElementHasExactlyTheKeysThatClientsRead) {
 TEST_F(SourceModelTest, NamesAreStoredAsTheyAre) {
     const Json::Value names = m_model.names();
     ASSERT_EQ(names.size(), 7U);
-    EXPECT_EQ(names[1], *parseJson(R"({
+    EXPECT_EQ(names[1], *support::parseJson(R"({
         "SourceType": 3, "EditName": "Wohnzimmer Bär", "DetectedName": "Set-top box",
         "DeviceType": 1, "MbrActivityIndex": 0, "EditState": 1, "SettingMethod": 1})"));
 }
@@ -150,7 +151,7 @@ TEST_F(SourceModelTest, DeviceWithoutANameIsNamedAfterThePort) {
 
 TEST_F(SourceModelTest, PluggingWhatIsPluggedInChangesOnlyWhatIsGiven) {
     m_model.plug("hdmi2", std::nullopt, std::nullopt);
-    EXPECT_EQ(m_model.toJson(), SourceModel::fromJson(*parseJson(defaultTv)).toJson());
+    EXPECT_EQ(m_model.toJson(), defaultSources().toJson());
     m_model.plug("hdmi2", std::nullopt, 7);
     EXPECT_EQ(m_model.source("hdmi2").detectedName, "Spielkonsole");
     EXPECT_EQ(m_model.source("hdmi2").deviceType, 7U);

@@ -36,7 +36,7 @@ TEST_F(TraceCommandTest, ShowsAsManyMessagesAsAskedInOrder) {
     std::istringstream lines(m_trace->output());
     std::vector<int> results;
     for (std::string line; std::getline(lines, line);) {
-        const auto message = parseJson(line).value_or("not JSON");
+        const auto message = support::parseJson(line).value_or("not JSON");
         ASSERT_TRUE(message.isObject()) << line;
         EXPECT_EQ(message["kind"], "signal");
         results.push_back(message["json"]["data"]["result"].asInt());

@@ -3,8 +3,6 @@
 
 #include <gmock/gmock.h>
 
-#include "Conversation.h"
-#include "Monitor.h"
 #include "Trace.h"
 #include "TvOnBusTest.h"
 
@@ -28,11 +26,11 @@ class TraceTest : public TvOnBusTest {
         std::vector<Json::Value> messages;
         EXPECT_TRUE(serveUntil([&] {
             while (messages.size() < count) {
-                const auto passing = m_monitor.nextAtHand();
-                if (!passing) {
+                const auto monitored = m_monitor.nextIfAny();
+                if (!monitored) {
                     return false;
                 }
-                if (auto message = m_conversation.follow(*passing)) {
+                if (auto message = m_decoder.decode(*monitored)) {
                     messages.push_back(std::move(*message));
                 }
             }
@@ -46,7 +44,7 @@ class TraceTest : public TvOnBusTest {
     }
 
     Monitor m_monitor{g_test_dbus_get_bus_address(m_bus.get())};
-    Conversation m_conversation;
+    MessageDecoder m_decoder;
 };
 
 TEST_F(TraceTest, CallAndItsAnswerAreSeenInOrderWithAllTheirFields) {
@@ -68,7 +66,7 @@ TEST_F(TraceTest, CallAndItsAnswerAreSeenInOrderWithAllTheirFields) {
     EXPECT_EQ(answer["to"], call["from"]);
     EXPECT_EQ(answer["member"], "SendMessage");
     EXPECT_EQ(answer["sender"], "source_service");
-    EXPECT_EQ(answer["json"], *parseJson(R"({"return_data":true})"));
+    EXPECT_EQ(answer["json"], *support::parseJson(R"({"return_data":true})"));
     EXPECT_GE(answer["time"].asString(), call["time"].asString());
 }
 
@@ -76,9 +74,9 @@ TEST_F(TraceTest, BufferIsShownWithItsSizeAndBytes) {
     ASSERT_TRUE(send("SendMessageWithBuffer", R"(('source_api', uint32 0, '',
         '{"method":"SourceConnect","data":{"SourceType":3}}', [(byte 0x01,), (byte 0xff,)]))"));
     const auto messages = traced(2);
-    EXPECT_EQ(jsonLine(messages[0]["buffer"]), R"({"hex":"01ff","size":2})");
+    EXPECT_EQ(support::jsonLine(messages[0]["buffer"]), R"({"hex":"01ff","size":2})");
     EXPECT_THAT(traceLine(messages[0]), HasSubstr(" buffer of 2: 01ff"));
-    EXPECT_EQ(jsonLine(messages[1]["buffer"]), R"({"hex":"00","size":1})");
+    EXPECT_EQ(support::jsonLine(messages[1]["buffer"]), R"({"hex":"00","size":1})");
 }
 
 TEST_F(TraceTest, SignalIsSeenWithItsJson) {
@@ -144,8 +142,8 @@ TEST_F(TraceTest, MonitorEndsWithTheBusAfterTheLastMessage) {
     m_tv.reset();
     g_test_dbus_stop(m_bus.get());
     int messages = 0;
-    while (const auto passing = m_monitor.next()) {
-        messages += m_conversation.follow(*passing) ? 1 : 0;
+    while (const auto message = m_monitor.next()) {
+        messages += m_decoder.decode(*message) ? 1 : 0;
     }
     EXPECT_EQ(messages, 2);
 }

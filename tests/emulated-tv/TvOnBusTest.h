@@ -137,7 +137,7 @@ class TvOnBusTest : public testing::Test {
         Json::Value message() const {
             const char *text = nullptr;
             g_variant_get_child(body.get(), 3, "&s", &text);
-            return parseJson(text).value_or("not JSON");
+            return support::parseJson(text).value_or("not JSON");
         }
     };
 

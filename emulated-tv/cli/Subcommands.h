@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The commands of tv-emulator by groups, each of which adds its own to the command line.
-#ifndef TV_EMULATOR_COMMAND_GROUPS_H
-#define TV_EMULATOR_COMMAND_GROUPS_H
+// The subcommands of tv-emulator.
+#ifndef TV_EMULATOR_SUBCOMMANDS_H
+#define TV_EMULATOR_SUBCOMMANDS_H
 
 #include <CLI/CLI.hpp>
 #include <cstdint>
@@ -13,14 +13,14 @@
 #include <string>
 #include <vector>
 
-#include "Fault.h"
+#include "Faults.h"
 #include "Trace.h"
 
 namespace emulated_tv {
 
 constexpr int wrongUsage = 2;
 
-// What a subcommand was given, and what it does once everything has been read.
+// The parsed command line, and the action of its subcommand.
 struct Request {
     std::optional<std::filesystem::path> root;
     std::vector<std::string> command;
@@ -32,16 +32,18 @@ struct Request {
     std::optional<std::string> deviceName;
     std::optional<std::uint32_t> deviceType;
     std::string power;
-    FaultOrder fault;
-    TracePlan trace;
+    Fault fault;
+    TraceOptions trace;
     std::function<int()> action;
 };
 
-// The request must outlive the parsing.
+// Add groups of subcommands. The request must outlive the app.
 void addStartCommands(CLI::App &app, Request &request);
-void addDeviceCommands(CLI::App &app, Request &request);
-void addFaultCommand(CLI::App &app, Request &request);
-void addTraceCommand(CLI::App &app, Request &request);
+void addRemoteCommands(CLI::App &app, Request &request);
+
+CLI::App *addSubcommand(CLI::App &app, Request &request, const std::string &name,
+                        const std::string &description, std::function<int()> action);
+void addRoot(CLI::App *subcommand, Request &request, const std::string &description);
 
 }  // namespace emulated_tv
 

@@ -1,7 +1,13 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "DefaultTv.h"
+#include "SourceStore.h"
+
+#include <stdexcept>
+#include <utility>
+
+#include "JsonText.h"
+#include "Refusal.h"
 
 namespace emulated_tv {
 
@@ -62,5 +68,50 @@ const char *const defaultTv = R"json({
   ]
 }
 )json";
+
+namespace {
+
+SourceModel load(const std::filesystem::path &file) {
+    if (!std::filesystem::exists(file)) {
+        return defaultSources();
+    }
+    const auto document = support::parseJson(readFile(file).value_or(""));
+    try {
+        if (document) {
+            return SourceModel::fromJson(*document);
+        }
+    } catch (const Refusal &refusal) {
+        throw std::runtime_error("cannot read " + file.string() + ": " + refusal.what());
+    }
+    throw std::runtime_error("cannot read " + file.string());
+}
+
+}  // namespace
+
+SourceModel defaultSources() {
+    return SourceModel::fromJson(support::parseJson(defaultTv).value_or(Json::nullValue));
+}
+
+SourceStore::SourceStore(const std::filesystem::path &root, const std::optional<SourceModel> &model)
+    : m_file(root / "state.json"), m_settings(root), m_model(model ? *model : load(m_file)) {
+    save(m_model);
+}
+
+std::optional<ListChange> SourceStore::change(ListChange what,
+                                              const std::function<void(SourceModel &)> &edit) {
+    SourceModel changed = m_model;
+    edit(changed);
+    save(changed);
+    const bool listChanged = changed.list() != m_model.list();
+    m_model = std::move(changed);
+    return listChanged ? std::optional(what) : std::nullopt;
+}
+
+void SourceStore::save(const SourceModel &model) const {
+    // The state file is written last. If that fails, the next start writes the names of the
+    // sources that it still contains.
+    m_settings.set("db/source-list/source-name", support::jsonLine(model.names()));
+    replaceFile(m_file, support::jsonDocument(model.toJson()));
+}
 
 }  // namespace emulated_tv

@@ -1,13 +1,9 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "JsonText.h"
-
-#include <glib.h>
-
-#include <memory>
-
 #include "Refusal.h"
+
+#include "TerminalText.h"
 
 namespace emulated_tv {
 
@@ -26,32 +22,6 @@ const Json::Value &required(const Json::Value &object, const char *key,
 
 }  // namespace
 
-std::optional<Json::Value> parseJson(const std::string &text) {
-    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
-    Json::Value value;
-    try {
-        if (reader->parse(text.data(), text.data() + text.size(), &value, nullptr)) {
-            return value;
-        }
-    } catch (const Json::Exception &) {
-        // Nested more deeply than the reader goes.
-    }
-    return std::nullopt;
-}
-
-std::string jsonLine(const Json::Value &value) {
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    return Json::writeString(builder, value);
-}
-
-std::string jsonDocument(const Json::Value &value) {
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "  ";
-    builder["emitUTF8"] = true;
-    return Json::writeString(builder, value) + "\n";
-}
-
 bool requiredBool(const Json::Value &object, const char *key) {
     return required(object, key, &Json::Value::isBool, "true or false").asBool();
 }
@@ -66,7 +36,7 @@ std::uint32_t requiredUInt(const Json::Value &object, const char *key) {
 
 std::string requiredString(const Json::Value &object, const char *key) {
     std::string text = required(object, key, &Json::Value::isString, "a string").asString();
-    if (g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr) == FALSE) {
+    if (!support::isUtf8(text)) {
         throw Refusal("\"" + std::string(key) + "\" is not a valid text");
     }
     return text;
