@@ -24,9 +24,7 @@ constexpr int wrongUsage = 2;
 struct Request {
     std::optional<std::filesystem::path> root;
     std::vector<std::string> command;
-    int lifeline = -1;
     std::string scenario;
-    int scenarioText = -1;
     std::string source;
     std::string name;
     std::optional<std::string> deviceName;

@@ -5,12 +5,12 @@
 
 #include <fcntl.h>
 #include <gio/gio.h>
+#include <glib-unix.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
-#include <csignal>
-#include <stdexcept>
+#include <system_error>
 
 #include "BusPolicy.h"
 #include "ChildProcess.h"
@@ -20,10 +20,8 @@ namespace emulated_tv {
 
 namespace {
 
-// A system bus on which everything is allowed but what the policy of a TV denies.
-std::string configurationFor(const RootPlaces &places) {
-    g_autofree char *path = g_dbus_address_escape_value(places.socket.c_str());
-    g_autofree char *text = g_markup_printf_escaped(R"xml(<busconfig>
+// Everything is allowed unless the policy of a TV denies it.
+constexpr auto configurationFormat = R"xml(<busconfig>
   <type>system</type>
   <listen>unix:path=%s</listen>
   <auth>EXTERNAL</auth>
@@ -37,12 +35,16 @@ std::string configurationFor(const RootPlaces &places) {
   </policy>
   <include>%s</include>
 </busconfig>
-)xml",
-                                                    path, places.busPolicy().c_str());
+)xml";
+
+std::string configurationFor(const std::filesystem::path &socket,
+                             const std::filesystem::path &policy) {
+    g_autofree char *path = g_dbus_address_escape_value(socket.c_str());
+    g_autofree char *text = g_markup_printf_escaped(configurationFormat, path, policy.c_str());
     return text;
 }
 
-// The policy that a TV has, for the user who runs this one.
+// A TV's policy with the user who runs this process as the service's user.
 std::string policyForThisUser() {
     std::string policy = busPolicyTemplate;
     const std::string placeholder = "@SOURCE_API_SERVICE_USER@";
@@ -52,37 +54,42 @@ std::string policyForThisUser() {
 
 }  // namespace
 
-BusDaemon::BusDaemon(const RootPlaces &places) {
-    replaceFile(places.busPolicy(), policyForThisUser());
-    replaceFile(places.busConfiguration(), configurationFor(places));
-    std::filesystem::remove(places.socket);
+BusDaemon::BusDaemon(EmulatorRoot &root) {
+    replaceFile(root.busPolicy(), policyForThisUser());
+    replaceFile(root.busConfiguration(), configurationFor(root.busSocket(), root.busPolicy()));
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) {
         throw std::system_error(errno, std::generic_category(), "cannot make a pipe");
     }
-    m_addressOutput = support::FileDescriptor(ends[0]);
-    const support::FileDescriptor addressInput(ends[1]);
-    ChildPlan plan;
-    // What the bus has to say belongs in the system's log; the terminal is the command's.
-    plan.command = {"dbus-daemon",
-                    "--nofork",
-                    "--nopidfile",
-                    "--syslog-only",
-                    "--config-file=" + places.busConfiguration().string(),
-                    "--print-address=" + std::to_string(addressInput.get())};
-    plan.keeps = {addressInput.get()};
-    plan.deathSignal = SIGKILL;
+    m_output = support::FileDescriptor(ends[0]);
+    const support::FileDescriptor input(ends[1]);
+    support::ChildPlan plan;
+    // Its log goes to the system's; the terminal is for the command.
+    plan.command = {"dbus-daemon",       "--nofork",
+                    "--nopidfile",       "--syslog-only",
+                    "--print-address=1", "--config-file=" + root.busConfiguration().string()};
     plan.isDaemon = true;
-    m_pid = startChild(plan);
+    plan.output = input.get();
+    m_pid = support::startChild(plan);
+    constexpr auto readable = static_cast<GIOCondition>(G_IO_IN | G_IO_HUP);
+    m_source = g_unix_fd_add(m_output.get(), readable, readAddress, this);
 }
 
-std::string BusDaemon::address() const {
-    std::array<char, 4096> line;
-    const ssize_t size = read(m_addressOutput.get(), line.data(), line.size());
-    if (size <= 1) {
-        throw std::runtime_error("the bus did not start");
+BusDaemon::~BusDaemon() {
+    if (m_source != 0) {
+        g_source_remove(m_source);
     }
-    return std::string(line.data(), static_cast<std::size_t>(size) - 1);
+}
+
+gboolean BusDaemon::readAddress(gint output, GIOCondition, gpointer bus) {
+    auto *self = static_cast<BusDaemon *>(bus);
+    std::array<char, 4096> line;
+    const ssize_t size = read(output, line.data(), line.size());
+    if (size > 1) {
+        self->m_address.assign(line.data(), static_cast<std::size_t>(size) - 1);
+    }
+    self->m_source = 0;
+    return G_SOURCE_REMOVE;
 }
 
 }  // namespace emulated_tv

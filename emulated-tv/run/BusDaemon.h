@@ -4,6 +4,7 @@
 #ifndef EMULATED_TV_BUS_DAEMON_H
 #define EMULATED_TV_BUS_DAEMON_H
 
+#include <glib.h>
 #include <sys/types.h>
 
 #include <string>
@@ -13,25 +14,32 @@
 
 namespace emulated_tv {
 
-// A private bus under the policy of a real TV: only this process's user may be the source service
-// and say that its list has changed. It dies with this process; ending and reaping it earlier is up
-// to the owner.
+// A private bus with the policy of a TV: only this process's user may own the source service's
+// name and send its signal. The daemon dies with this process; its owner reaps it.
 class BusDaemon {
  public:
-    // Writes the daemon's configuration to its place and starts it. Throws std::system_error when
-    // there is no daemon to start.
-    explicit BusDaemon(const RootPlaces &places);
+    // Writes the configuration to the root and starts the daemon. Throws std::system_error if it
+    // cannot be run.
+    explicit BusDaemon(EmulatorRoot &root);
+
+    ~BusDaemon();
+    BusDaemon(const BusDaemon &) = delete;
+    BusDaemon &operator=(const BusDaemon &) = delete;
 
     pid_t pid() const { return m_pid; }
 
-    // Readable when the bus can be used, or has failed.
-    int descriptor() const { return m_addressOutput.get(); }
-    // Throws std::runtime_error when it has failed.
-    std::string address() const;
+    // True until the daemon either accepts connections or has failed, which the main loop finds.
+    bool isStarting() const { return m_source != 0; }
+    // Empty while it is starting, and if it has failed.
+    const std::string &address() const { return m_address; }
 
  private:
-    support::FileDescriptor m_addressOutput;
+    static gboolean readAddress(gint output, GIOCondition condition, gpointer bus);
+
+    support::FileDescriptor m_output;
     pid_t m_pid = 0;
+    guint m_source = 0;
+    std::string m_address;
 };
 
 }  // namespace emulated_tv

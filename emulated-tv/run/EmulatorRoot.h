@@ -12,47 +12,51 @@
 
 namespace emulated_tv {
 
-// Marks a root as that of a running emulator for as long as the file stays open in any process.
-// Throws std::runtime_error when another emulator runs there.
-support::FileDescriptor lockRoot(const std::filesystem::path &root);
-
-// Where the bus of the emulator that runs in a root is written down.
-std::filesystem::path busAddressFile(const std::filesystem::path &root);
-
-// The bus of the running emulator that is meant: that of the given root, else that of the root
-// that the environment names, else the only one of this user. Throws std::runtime_error with a
-// clear line when there is none, or more than one.
+// The bus address of a running emulator: that of the given root, else that of the root in
+// SOURCE_TV_ROOT, else the only emulator of this user. Throws std::runtime_error with a line for
+// the user if there is none, or more than one.
 std::string findBusAddress(const std::optional<std::filesystem::path> &root);
 
-// Where the parts of a launched emulator lie.
-struct RootPlaces {
-    std::filesystem::path root;
-    // Where the bus listens: in the root, or elsewhere when that is too deep for a socket.
-    std::filesystem::path socket;
-    // A temporary root goes with the emulator.
-    bool isTemporary = false;
-
-    std::filesystem::path busConfiguration() const { return root / "bus.conf"; }
-    std::filesystem::path busPolicy() const { return root / "bus-policy.conf"; }
-
-    // Removes what is in nobody's way any more when the emulator has ended.
-    void clear() const;
-};
-
-// The root of a launched emulator, locked, and cleared when this goes.
-class EmulatorRoot {
+// A folder and its lock, which the kernel releases when the process dies.
+class LockedFolder {
  public:
-    // The folder is made when it is missing, and kept; without one there is a fresh temporary one.
-    // Throws std::runtime_error when it cannot be had.
-    explicit EmulatorRoot(const std::optional<std::filesystem::path> &folder);
-    ~EmulatorRoot();
-    EmulatorRoot(const EmulatorRoot &) = delete;
-    EmulatorRoot &operator=(const EmulatorRoot &) = delete;
+    // The name is the prefix, the user's number and six characters.
+    LockedFolder(const std::filesystem::path &parent, const std::string &prefix);
+    ~LockedFolder();
+    LockedFolder(const LockedFolder &) = delete;
+    LockedFolder &operator=(const LockedFolder &) = delete;
 
-    const RootPlaces &places() const { return m_places; }
+    const std::filesystem::path &path() const { return m_path; }
 
  private:
-    RootPlaces m_places;
+    std::filesystem::path m_path;
+    support::FileDescriptor m_lock;
+};
+
+// The root of a running emulator.
+class EmulatorRoot {
+ public:
+    // Makes the folder if it is missing; without one the root is a temporary folder. Removes what
+    // killed emulators left: temporary folders of this user that are no longer locked, and the
+    // root's bus address and readiness event. Throws std::runtime_error if the root cannot be used
+    // or another emulator runs there.
+    explicit EmulatorRoot(const std::optional<std::filesystem::path> &folder);
+
+    const std::filesystem::path &path() const { return m_path; }
+    std::filesystem::path busConfiguration() const { return m_path / "bus.conf"; }
+    std::filesystem::path busPolicy() const { return m_path / "bus-policy.conf"; }
+    // In a temporary folder if the root's path is too long for a socket address.
+    std::filesystem::path busSocket();
+    void removeBusFiles() const;
+
+    // Writes the bus address and sets the readiness event, for clients that wait for the TV.
+    void announce(const std::string &busAddress) const;
+    void withdraw() const;
+
+ private:
+    std::optional<LockedFolder> m_temporary;
+    std::optional<LockedFolder> m_socketFolder;
+    std::filesystem::path m_path;
     support::FileDescriptor m_lock;
 };
 

@@ -45,9 +45,9 @@ class EmulatorTest : public testing::Test {
                    : testing::AssertionFailure() << "the script did not get ready";
     }
 
-    // A process number that the script wrote down.
+    // A process number that the script wrote down. Throws if there is none.
     pid_t noted(const std::string &name) const {
-        return std::stoi(readFile(m_scratch.path() / name).value_or("-1"));
+        return std::stoi(readFile(m_scratch.path() / name).value());
     }
 
     std::filesystem::path scratch() const { return m_scratch.path(); }

@@ -98,6 +98,14 @@ std::vector<pid_t> childrenOf(pid_t process) {
     return children;
 }
 
+void sendSignal(pid_t process, int signal) {
+    if (process <= 1) {
+        ADD_FAILURE() << "no process has the number " << process;
+        return;
+    }
+    EXPECT_EQ(kill(process, signal), 0) << process;
+}
+
 Program::Program(std::vector<std::string> command, const Environment &changes) {
     std::vector<std::string> environment = environmentWith(changes);
     posix_spawn_file_actions_t files;

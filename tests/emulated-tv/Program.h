@@ -37,6 +37,9 @@ class ProcessWatch {
 
 std::vector<pid_t> childrenOf(pid_t process);
 
+// Fails the test for numbers that would mean a process group or every process.
+void sendSignal(pid_t process, int signal);
+
 using Environment = std::map<std::string, std::string>;
 
 // A program that a test runs from outside: its own session, and its output kept in files.

@@ -48,13 +48,13 @@ TEST_F(TraceCommandTest, ShowsLinesForPeopleUntilTheTvEnds) {
     startTrace({});
     ASSERT_EQ(command({"rename", "hdmi2", "x"}).code, 0);
     ASSERT_TRUE(m_trace->waitForOutput("SourceListChanged"));
-    kill(m_tv->pid(), SIGTERM);
+    sendSignal(m_tv->pid(), SIGTERM);
     EXPECT_EQ(m_trace->exitCode(), 0) << m_trace->errors();
 }
 
 TEST_F(TraceCommandTest, EndOfTheTvBeforeTheCountIsAFailure) {
     startTrace({"--count", "5"});
-    kill(m_tv->pid(), SIGTERM);
+    sendSignal(m_tv->pid(), SIGTERM);
     EXPECT_EQ(m_trace->exitCode(), 1);
     EXPECT_THAT(m_trace->errors(), HasSubstr("the TV ended after 0 of 5 messages"));
 }
