@@ -6,8 +6,8 @@ using System.Collections.Generic;
 
 namespace SourceApi
 {
-    /// <summary>The list as last announced, and who is told of the next change. Announcements come
-    /// one at a time, as the native library makes them under a lock.</summary>
+    /// <summary>The list as last announced, and the subscriptions. Announcements are serialised,
+    /// because the native library makes them under a lock.</summary>
     internal static class ChangeFeed
     {
         private static readonly object gate = new object();
@@ -18,7 +18,7 @@ namespace SourceApi
         // Null until the first announcement.
         private static IReadOnlyList<Source> announced;
 
-        /// <summary>Adds a subscription; the result is what its first change is told against.
+        /// <summary>Adds a subscription and returns the list that its first change is relative to.
         /// </summary>
         internal static IReadOnlyList<Source> Add(SourceSubscription subscription)
         {
@@ -50,8 +50,8 @@ namespace SourceApi
             Tell(result, sources, false);
         }
 
-        /// <summary>Announces a list that was read, unless one was announced before: the library
-        /// itself is silent when a query of names was what loaded the list.</summary>
+        /// <summary>Announces a list that was read, unless one was announced before. The library
+        /// does not announce a list that it loads for a query of names.</summary>
         internal static void AnnounceFirst(IReadOnlyList<Source> sources)
         {
             Tell(0, sources, true);

@@ -3,17 +3,17 @@
 
 namespace SourceApi
 {
-    /// <summary>Who iterates the GLib main context in which changes of the list arrive. The first
-    /// client of the process decides for all.</summary>
+    /// <summary>The thread that iterates the GLib main context in which changes of the list arrive.
+    /// It is chosen by the first client of the process.</summary>
     public enum EventLoop
     {
-        /// <summary>The binding: it starts one background thread with a main context of its own,
-        /// which lives as long as the process.</summary>
+        /// <summary>The binding starts one background thread with its own main context, which runs
+        /// until the process exits.</summary>
         Own,
 
-        /// <summary>The application, as one with a UI toolkit on GLib does: the main context that
-        /// is the thread-default one where the first client is made. No thread is started, and
-        /// changes arrive only while that context is iterated.</summary>
+        /// <summary>The application iterates it, as a UI toolkit based on GLib does. It is the
+        /// thread-default main context of the thread that makes the first client. No thread is
+        /// started, and changes arrive only while that context is iterated.</summary>
         Application
     }
 }

@@ -6,7 +6,7 @@ using System.Runtime.InteropServices;
 
 namespace SourceApi
 {
-    /// <summary>The native functions. A C++ exception ends in the last argument.</summary>
+    /// <summary>The native functions. A C++ exception is stored in the last argument.</summary>
     internal static class GuardLibrary
     {
         private const string name = "libsource-api-guard.so.1";
@@ -63,7 +63,7 @@ namespace SourceApi
         [DllImport(name, CallingConvention = CallingConvention.Cdecl)]
         internal static extern void guarded_release(IntPtr text);
 
-        /// <summary>Throws what a call has left in its last argument.</summary>
+        /// <summary>Throws the exception that a call has stored in its last argument.</summary>
         internal static void ThrowIf(IntPtr error)
         {
             string message = NativeText.Take(error);

@@ -14,8 +14,8 @@ using System.Xml.Linq;
 namespace SourceApi
 {
     /// <summary>A JSON object, whose members are read with the conversions of the native library: a
-    /// member that is absent or null is empty, zero or false, and numbers, texts and truth values
-    /// become one another where that loses nothing.</summary>
+    /// missing or null member is empty, zero or false, and numbers, texts and booleans are
+    /// converted to each other if no information is lost.</summary>
     internal sealed class JsonObject
     {
         private readonly XElement element;
@@ -102,7 +102,7 @@ namespace SourceApi
             return new JsonObject(element);
         }
 
-        // Null when it is absent or null.
+        // Null if the member is missing or null.
         private XElement Member(string name, params string[] types)
         {
             XElement member = element.Element(name);

@@ -6,14 +6,14 @@ using System.Diagnostics;
 
 namespace SourceApi
 {
-    /// <summary>What the process has one of: the native library, its registration and the main
-    /// context of its signals.</summary>
+    /// <summary>The per-process state: the native library, its registration and the main context
+    /// of its signals.</summary>
     internal static class Library
     {
         private static readonly object gate = new object();
 
-        // Native code keeps it until exit, which no collector knows. It is never taken back: that
-        // would wait for callbacks, and in one of them for ever.
+        // Referenced by native code until exit, so it must not be collected. It is never
+        // unregistered: that waits for running callbacks, and inside one it would deadlock.
         private static readonly GuardLibrary.ChangedCallback onChanged = OnChanged;
 
         private static MainContext context;
@@ -21,8 +21,8 @@ namespace SourceApi
         private static bool isRegistered;
         private static volatile bool isSubscribed;
 
-        /// <summary>Makes the library's first call where its signals shall arrive. What fails is
-        /// tried again by the next start.</summary>
+        /// <summary>Makes the library's first call on the thread on which its signals shall arrive.
+        /// After a failure the next start tries again.</summary>
         internal static MainContext Start(EventLoop wanted)
         {
             lock (gate)
@@ -37,8 +37,8 @@ namespace SourceApi
             }
         }
 
-        /// <summary>Makes a request. It is the one that subscribes to the signals when none before
-        /// it reached the bus, and must then be made where they shall arrive.</summary>
+        /// <summary>Makes a request. If no earlier one has reached the bus, it subscribes to the
+        /// signals, and is then made on the thread on which they shall arrive.</summary>
         internal static T Request<T>(Func<T> request)
         {
             if (isSubscribed)
@@ -50,7 +50,7 @@ namespace SourceApi
             return answer;
         }
 
-        /// <summary>To be called when the service has answered, or told something.</summary>
+        /// <summary>To be called after a reply or a signal of the service.</summary>
         internal static void NoteContact()
         {
             isSubscribed = true;
@@ -72,7 +72,7 @@ namespace SourceApi
             }
         }
 
-        // The application's loop is not waited for: it may not run yet.
+        // Does not wait for the application's loop, which may not run yet.
         private static void OnLoop(Action action)
         {
             if (loop == EventLoop.Own)
@@ -85,8 +85,8 @@ namespace SourceApi
             }
         }
 
-        // Nothing may be thrown through the native frames below. The list is read here, where it
-        // is the one that belongs to this result.
+        // No exception may leave through the native frames below. The list is read here, so that it
+        // belongs to this result.
         private static void OnChanged(int result, IntPtr userData)
         {
             NoteContact();

@@ -9,15 +9,15 @@ using System.Threading;
 
 namespace SourceApi
 {
-    /// <summary>A GLib main context, kept for the life of the process. What is posted to it runs
-    /// where it is iterated, in the order of posting.</summary>
+    /// <summary>A GLib main context that is never destroyed. Posted functions run in their order on
+    /// the thread that iterates it.</summary>
     internal sealed class MainContext : SynchronizationContext
     {
         internal const string ThreadName = "source-events";
 
         private const int defaultPriority = 0;
 
-        // Native code holds it while something is posted, which no collector knows.
+        // Referenced by native code while functions are posted, so it must not be collected.
         private static readonly GLib.SourceFunction run = Run;
 
         private readonly IntPtr context;
@@ -52,7 +52,7 @@ namespace SourceApi
             GLib.g_source_unref(source);
         }
 
-        /// <summary>Waits for the end, and throws what was thrown.</summary>
+        /// <summary>Waits for the end and rethrows its exception.</summary>
         public override void Send(SendOrPostCallback callback, object state)
         {
             if (Thread.CurrentThread == thread)
@@ -96,7 +96,7 @@ namespace SourceApi
             }
         }
 
-        // Nothing may be thrown through the native frames below.
+        // No exception may leave through the native frames below.
         private static int Run(IntPtr data)
         {
             try

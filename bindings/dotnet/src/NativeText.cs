@@ -7,7 +7,7 @@ using System.Text;
 
 namespace SourceApi
 {
-    /// <summary>Texts on their way into and out of native code: UTF-8, ended by a zero byte.
+    /// <summary>Conversion of texts for native code: UTF-8, terminated by a zero byte.
     /// </summary>
     internal static class NativeText
     {
@@ -29,7 +29,7 @@ namespace SourceApi
             return bytes;
         }
 
-        /// <summary>Copies a native text, which it releases; null for null.</summary>
+        /// <summary>Copies and releases a native text; null for null.</summary>
         internal static string Take(IntPtr text)
         {
             if (text == IntPtr.Zero)

@@ -6,9 +6,9 @@ using System.Text;
 
 namespace SourceApi
 {
-    /// <summary>The encoding of names in the list. A malformed escape means what it means to the
-    /// native library, whose reader of the two digits is sscanf("%x"): leading blanks and a sign
-    /// are taken, no digit at all is zero, and the escape is three characters long in any case.
+    /// <summary>The encoding of names in the list. Malformed escapes are decoded as by the
+    /// native library, which reads the two digits with sscanf("%x"): leading blanks and a sign
+    /// are accepted, no digit means zero, and an escape always has three characters.
     /// </summary>
     internal static class PercentCode
     {

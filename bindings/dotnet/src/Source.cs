@@ -5,8 +5,7 @@ using System;
 
 namespace SourceApi
 {
-    /// <summary>One source of the service's list. It never changes; a change of the list makes a
-    /// new one. Texts are never null.</summary>
+    /// <summary>One source of the service's list. It is immutable. Texts are never null.</summary>
     public sealed class Source : IEquatable<Source>
     {
         internal Source(int sourceType, int activityIndex, string uniqueKey, string editName,
@@ -27,19 +26,19 @@ namespace SourceApi
         /// <summary>The type, in the service's numbering.</summary>
         public int SourceType { get; }
 
-        /// <summary>Tells apart several sources of one type.</summary>
+        /// <summary>Distinguishes sources of one type.</summary>
         public int ActivityIndex { get; }
 
-        /// <summary>Names the source among all; may be empty.</summary>
+        /// <summary>Identifies the source; may be empty.</summary>
         public string UniqueKey { get; }
 
-        /// <summary>The name given by the user; empty when there is none.</summary>
+        /// <summary>The user's name; may be empty.</summary>
         public string EditName { get; }
 
-        /// <summary>The name told by the connected device; empty when there is none.</summary>
+        /// <summary>The name reported by the connected device; may be empty.</summary>
         public string DetectedName { get; }
 
-        /// <summary>The icon's path; empty when there is none.</summary>
+        /// <summary>The icon's path; may be empty.</summary>
         public string IconPath { get; }
 
         /// <summary>A device is connected.</summary>
@@ -48,10 +47,10 @@ namespace SourceApi
         /// <summary>The device's power state, in the service's numbering.</summary>
         public int PowerState { get; }
 
-        /// <summary>How the settings came about, in the service's numbering.</summary>
+        /// <summary>The setting method, in the service's numbering.</summary>
         public int SettingMethod { get; }
 
-        /// <summary>The user's name, else the detected one.</summary>
+        /// <summary>The user's name or, without one, the detected name.</summary>
         public string Name
         {
             get { return EditName.Length > 0 ? EditName : DetectedName; }
@@ -59,7 +58,7 @@ namespace SourceApi
 
         /// <summary>True when all members are equal.</summary>
         /// <param name="other">Another source, or null.</param>
-        /// <returns>Whether they are.</returns>
+        /// <returns>Whether all members are equal.</returns>
         public bool Equals(Source other)
         {
             return other != null && SourceType == other.SourceType
@@ -71,13 +70,13 @@ namespace SourceApi
 
         /// <summary>True for a source with equal members.</summary>
         /// <param name="other">Anything.</param>
-        /// <returns>Whether it is one.</returns>
+        /// <returns>Whether it is an equal source.</returns>
         public override bool Equals(object other)
         {
             return Equals(other as Source);
         }
 
-        /// <summary>A hash of what a source keeps while it changes.</summary>
+        /// <summary>A hash of the members that identify a source.</summary>
         /// <returns>The hash.</returns>
         public override int GetHashCode()
         {

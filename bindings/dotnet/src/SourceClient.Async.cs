@@ -8,14 +8,14 @@ using System.Threading.Tasks;
 
 namespace SourceApi
 {
-    // Each method stands for the blocking one of its name, whose answers and exceptions are the
-    // task's. The token stops the waiting and nothing else: a request that was begun goes on, and
-    // its answer is dropped.
+    // Each task has the result and the exceptions of the blocking method with the same name. The
+    // token cancels the task only: a request that was sent is carried out, and its reply is
+    // discarded.
     public sealed partial class SourceClient
     {
         /// <summary>Makes a client as <see cref="SourceClient()"/> does, without blocking.
         /// </summary>
-        /// <param name="token">Stops the waiting.</param>
+        /// <param name="token">Cancels the task.</param>
         /// <returns>The client.</returns>
         public static Task<SourceClient> OpenAsync(
             CancellationToken token = default(CancellationToken))
@@ -25,7 +25,7 @@ namespace SourceApi
         }
 
         /// <summary>See <see cref="GetSources"/>.</summary>
-        /// <param name="token">Stops the waiting, not the request.</param>
+        /// <param name="token">Cancels the task, not the request.</param>
         /// <returns>The list, or null.</returns>
         public Task<IReadOnlyList<Source>> GetSourcesAsync(
             CancellationToken token = default(CancellationToken))
@@ -35,7 +35,7 @@ namespace SourceApi
 
         /// <summary>See <see cref="GetUsbData(string)"/>.</summary>
         /// <param name="uniqueKey">The key of the device's source.</param>
-        /// <param name="token">Stops the waiting, not the request.</param>
+        /// <param name="token">Cancels the task, not the request.</param>
         /// <returns>The device's data, or null.</returns>
         public Task<UsbData> GetUsbDataAsync(string uniqueKey,
             CancellationToken token = default(CancellationToken))
@@ -47,7 +47,7 @@ namespace SourceApi
         /// <summary>See <see cref="GetName"/>.</summary>
         /// <param name="sourceType">The source's type.</param>
         /// <param name="activityIndex">Its activity index.</param>
-        /// <param name="token">Stops the waiting, not the request.</param>
+        /// <param name="token">Cancels the task, not the request.</param>
         /// <returns>The name, or null.</returns>
         public Task<string> GetNameAsync(int sourceType, int activityIndex,
             CancellationToken token = default(CancellationToken))
@@ -58,7 +58,7 @@ namespace SourceApi
         /// <summary>See <see cref="GetDeviceType"/>.</summary>
         /// <param name="sourceType">The source's type.</param>
         /// <param name="activityIndex">Its activity index.</param>
-        /// <param name="token">Stops the waiting, not the request.</param>
+        /// <param name="token">Cancels the task, not the request.</param>
         /// <returns>The device type, or 0.</returns>
         public Task<uint> GetDeviceTypeAsync(int sourceType, int activityIndex,
             CancellationToken token = default(CancellationToken))
@@ -70,8 +70,8 @@ namespace SourceApi
         /// <param name="sourceType">The source's type.</param>
         /// <param name="name">The name.</param>
         /// <param name="activityIndex">The source's activity index.</param>
-        /// <param name="token">Stops the waiting, not the request.</param>
-        /// <returns>True when the service has done it.</returns>
+        /// <param name="token">Cancels the task, not the request.</param>
+        /// <returns>True on success.</returns>
         public Task<bool> SetNameAsync(int sourceType, string name, int activityIndex,
             CancellationToken token = default(CancellationToken))
         {
@@ -83,8 +83,8 @@ namespace SourceApi
         /// <param name="sourceType">The source's type.</param>
         /// <param name="deviceType">The device type.</param>
         /// <param name="activityIndex">The source's activity index.</param>
-        /// <param name="token">Stops the waiting, not the request.</param>
-        /// <returns>True when the service has done it.</returns>
+        /// <param name="token">Cancels the task, not the request.</param>
+        /// <returns>True on success.</returns>
         public Task<bool> SetDeviceTypeAsync(int sourceType, uint deviceType, int activityIndex,
             CancellationToken token = default(CancellationToken))
         {
@@ -96,8 +96,8 @@ namespace SourceApi
         /// <param name="name">The detected name.</param>
         /// <param name="deviceType">The device type.</param>
         /// <param name="activityIndex">The source's activity index.</param>
-        /// <param name="token">Stops the waiting, not the request.</param>
-        /// <returns>True when the service has done it.</returns>
+        /// <param name="token">Cancels the task, not the request.</param>
+        /// <returns>True on success.</returns>
         public Task<bool> SetDetectedAsync(int sourceType, string name, uint deviceType,
             int activityIndex, CancellationToken token = default(CancellationToken))
         {
@@ -108,8 +108,8 @@ namespace SourceApi
 
         /// <summary>See <see cref="Connect(int)"/>.</summary>
         /// <param name="sourceType">The source's type.</param>
-        /// <param name="token">Stops the waiting, not the request.</param>
-        /// <returns>True when the service has done it.</returns>
+        /// <param name="token">Cancels the task, not the request.</param>
+        /// <returns>True on success.</returns>
         public Task<bool> ConnectAsync(int sourceType,
             CancellationToken token = default(CancellationToken))
         {
@@ -119,8 +119,8 @@ namespace SourceApi
         /// <summary>See <see cref="Connect(int, string)"/>.</summary>
         /// <param name="sourceType">The source's type.</param>
         /// <param name="uniqueKey">The source's key.</param>
-        /// <param name="token">Stops the waiting, not the request.</param>
-        /// <returns>True when the service has done it.</returns>
+        /// <param name="token">Cancels the task, not the request.</param>
+        /// <returns>True on success.</returns>
         public Task<bool> ConnectAsync(int sourceType, string uniqueKey,
             CancellationToken token = default(CancellationToken))
         {

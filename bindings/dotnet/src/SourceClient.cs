@@ -7,17 +7,17 @@ using System.Threading;
 
 namespace SourceApi
 {
-    /// <summary>The TV's list of input sources: reading it, changing it, hearing of changes.
-    /// <para>Every client of a process stands on the one native library with its one connection,
-    /// so they are cheap. Any thread may call anything at any time.</para>
+    /// <summary>Reads, changes and follows the TV's list of input sources.
+    /// <para>The clients of a process share the native library and its connection, so they are
+    /// cheap. Any thread may call anything at any time.</para>
     /// <para>A request blocks until the service answers, at most for the bus's default time-out
     /// (25 seconds) for each of two bus calls; it fails at once when the service is not on the
     /// bus. Only the first read of the list or of a name that has to ask also waits for the
     /// service to come up. Until the service has answered once, requests are made one after
     /// another.</para>
-    /// <para>A false or null answer covers a refusal by the service as well as a service that
-    /// could not be reached; the platform's log tells which. A <see cref="SourceApiException"/>
-    /// says that the settings store holds values of wrong types, or that an answer cannot be read.
+    /// <para>False and null are returned for a refusal by the service and for a service that could
+    /// not be reached; the platform's log has the reason. A <see cref="SourceApiException"/>
+    /// means that the settings store holds values of wrong types, or that a reply cannot be read.
     /// </para>
     /// <para>A source is named by its type, in the service's numbering, and its activity index.
     /// </para></summary>
@@ -27,14 +27,14 @@ namespace SourceApi
         private volatile bool isDisposed;
 
         /// <summary>Makes a client whose handlers run in the current synchronization context, or,
-        /// where there is none, on the binding's own thread. See the third form.</summary>
+        /// if there is none, on the binding's own thread. See the third constructor.</summary>
         public SourceClient()
             : this(SynchronizationContext.Current)
         {
         }
 
-        /// <summary>Makes a client whose handlers run where the caller says. See the third form.
-        /// </summary>
+        /// <summary>Makes a client whose handlers run in the given context. See the third
+        /// constructor.</summary>
         /// <param name="context">Where handlers run; null for the binding's own thread.</param>
         public SourceClient(SynchronizationContext context)
             : this(context, EventLoop.Own)
@@ -42,10 +42,10 @@ namespace SourceApi
         }
 
         /// <summary>Makes a client. The first of the process opens the connection to the bus,
-        /// which blocks, and subscribes to changes. The service may be away.</summary>
-        /// <param name="context">Where handlers run, in order if the context keeps it; null for
+        /// which blocks, and subscribes to changes. The service need not run.</summary>
+        /// <param name="context">Where handlers run, in order if the context preserves it; null for
         /// the thread that iterates the main context.</param>
-        /// <param name="loop">Who iterates the main context. With
+        /// <param name="loop">The thread that iterates the main context. With
         /// <see cref="EventLoop.Application"/> the first client must be made, and its first
         /// request answered, on the thread that does.</param>
         /// <exception cref="SourceApiException">The settings store holds values of wrong types. The
@@ -59,9 +59,9 @@ namespace SourceApi
         }
 
         /// <summary>Reads the list, in the service's order. Does not block when it was read before.
-        /// The first load is told to those who follow the list, as a change with the result 0.
+        /// Subscriptions receive the first load as a change with the result 0.
         /// </summary>
-        /// <returns>The list, or null when it could not be had.</returns>
+        /// <returns>The list, or null if it could not be read.</returns>
         /// <exception cref="SourceApiException">See the class.</exception>
         public IReadOnlyList<Source> GetSources()
         {
@@ -77,9 +77,10 @@ namespace SourceApi
             return sources;
         }
 
-        /// <summary>Asks what the service knows of a USB device.</summary>
+        /// <summary>Reads the data of a USB device from the service.</summary>
         /// <param name="uniqueKey">The key of its source.</param>
-        /// <returns>The device's data, or null when the service refused or was away.</returns>
+        /// <returns>The device's data; null if the service refused or could not be reached.
+        /// </returns>
         /// <exception cref="ArgumentNullException">The key is null.</exception>
         /// <exception cref="ArgumentException">The key has a null character or half a surrogate
         /// pair in it.</exception>
@@ -89,8 +90,8 @@ namespace SourceApi
             return GetUsbData(NativeText.From(uniqueKey, "uniqueKey"));
         }
 
-        /// <summary>Reads the name of a source: the user's, else the detected one. Blocks only
-        /// after a change of a name or a device type, or a failed read.</summary>
+        /// <summary>Reads the user's name of a source or, without one, the detected name. Blocks
+        /// only after a change of a name or a device type, or a failed read.</summary>
         /// <param name="sourceType">The source's type.</param>
         /// <param name="activityIndex">Its activity index.</param>
         /// <returns>The name; null when there is no such source or the names could not be read.
@@ -116,9 +117,9 @@ namespace SourceApi
 
         /// <summary>Asks the service to set the user's name of a source.</summary>
         /// <param name="sourceType">The source's type.</param>
-        /// <param name="name">The name; empty is a name too.</param>
+        /// <param name="name">The name; may be empty.</param>
         /// <param name="activityIndex">The source's activity index.</param>
-        /// <returns>True when the service has done it.</returns>
+        /// <returns>True on success.</returns>
         /// <exception cref="ArgumentNullException">The name is null.</exception>
         /// <exception cref="ArgumentException">The name has a null character or half a surrogate
         /// pair in it.</exception>
@@ -132,7 +133,7 @@ namespace SourceApi
         /// <param name="sourceType">The source's type.</param>
         /// <param name="deviceType">The device type, in the service's numbering.</param>
         /// <param name="activityIndex">The source's activity index.</param>
-        /// <returns>True when the service has done it.</returns>
+        /// <returns>True on success.</returns>
         /// <exception cref="SourceApiException">See the class.</exception>
         public bool SetDeviceType(int sourceType, uint deviceType, int activityIndex)
         {
@@ -142,10 +143,10 @@ namespace SourceApi
         /// <summary>Asks the service to set the name and the device type detected for a source.
         /// </summary>
         /// <param name="sourceType">The source's type.</param>
-        /// <param name="name">The detected name; empty is a name too.</param>
+        /// <param name="name">The detected name; may be empty.</param>
         /// <param name="deviceType">The device type, in the service's numbering.</param>
         /// <param name="activityIndex">The source's activity index.</param>
-        /// <returns>True when the service has done it.</returns>
+        /// <returns>True on success.</returns>
         /// <exception cref="ArgumentNullException">The name is null.</exception>
         /// <exception cref="ArgumentException">The name has a null character or half a surrogate
         /// pair in it.</exception>
@@ -158,7 +159,7 @@ namespace SourceApi
 
         /// <summary>Asks the service to switch the TV to a source type.</summary>
         /// <param name="sourceType">The source's type.</param>
-        /// <returns>True when the service has done it.</returns>
+        /// <returns>True on success.</returns>
         /// <exception cref="SourceApiException">See the class.</exception>
         public bool Connect(int sourceType)
         {
@@ -168,7 +169,7 @@ namespace SourceApi
         /// <summary>Asks the service to connect one source.</summary>
         /// <param name="sourceType">The source's type.</param>
         /// <param name="uniqueKey">The source's key.</param>
-        /// <returns>True when the service has done it.</returns>
+        /// <returns>True on success.</returns>
         /// <exception cref="ArgumentNullException">The key is null.</exception>
         /// <exception cref="ArgumentException">The key has a null character or half a surrogate
         /// pair in it.</exception>
@@ -178,10 +179,10 @@ namespace SourceApi
             return Connect(sourceType, NativeText.From(uniqueKey, "uniqueKey"));
         }
 
-        /// <summary>Reads the platform's on-screen text of a source type. Asks nobody, does not
-        /// block.</summary>
+        /// <summary>Reads the platform's on-screen text of a source type. Does not call the service
+        /// and does not block.</summary>
         /// <param name="sourceType">The source type.</param>
-        /// <returns>The text; "----" when the platform does not know the type.</returns>
+        /// <returns>The text; "----" for an unknown type.</returns>
         /// <exception cref="SourceApiException">See the class.</exception>
         public string GetOnScreenText(int sourceType)
         {
@@ -189,14 +190,13 @@ namespace SourceApi
             return Calls.GetOnScreenText(sourceType);
         }
 
-        /// <summary>Has a handler called with every change of the list from now on. Does not block.
+        /// <summary>Calls a handler on every change of the list from now on. Does not block.
         /// Handlers run in the context that was chosen for the client, one after another there,
-        /// and may call everything. A change that leaves the list as it was is not told.</summary>
-        /// <param name="changed">What is called.</param>
-        /// <param name="failed">What is called in the same context with the exception that
-        /// <paramref name="changed"/> has thrown, or that kept a change from being told. Without
-        /// it, and for what it throws itself, a line is traced as an error; nothing of that ends
-        /// the process.</param>
+        /// and may call any method. A notification of an unchanged list is ignored.</summary>
+        /// <param name="changed">The handler.</param>
+        /// <param name="failed">Called in the same context with an exception of
+        /// <paramref name="changed"/>, or one that prevented its call. Without it, and for its own
+        /// exceptions, an error is traced; the process is not terminated.</param>
         /// <returns>The registration, to be disposed.</returns>
         /// <exception cref="ArgumentNullException"><paramref name="changed"/> is null.</exception>
         public SourceSubscription Subscribe(Action<SourceListChange> changed,
@@ -207,7 +207,7 @@ namespace SourceApi
                 throw new ArgumentNullException("changed");
             }
             var subscription = new SourceSubscription(this, context, changed, failed);
-            // Looked at last: a client that is disposed meanwhile leaves no subscription.
+            // Checked last, so that a client that is disposed concurrently leaves no subscription.
             if (isDisposed)
             {
                 subscription.Dispose();
@@ -216,8 +216,8 @@ namespace SourceApi
             return subscription;
         }
 
-        /// <summary>Ends the client's subscriptions; a second time does nothing. It never blocks
-        /// and may be called anywhere, a handler included. The connection stays for other clients.
+        /// <summary>Ends the client's subscriptions. It never blocks, may be called repeatedly and
+        /// also inside a handler. The connection is kept for other clients.
         /// </summary>
         public void Dispose()
         {

@@ -5,9 +5,9 @@ using System.Collections.Generic;
 
 namespace SourceApi
 {
-    /// <summary>What happened between two lists. A source is the same in both when its unique key
-    /// is, or, for one without a key, its type and index; several with one identity are told apart
-    /// by their order. The order of the list itself is no change.</summary>
+    /// <summary>The difference of two lists. Sources are matched by unique key; those without a key
+    /// by type and index; several with the same identity in their order. The order of the list is
+    /// irrelevant otherwise.</summary>
     public sealed class SourceListChange
     {
         internal SourceListChange(int result, IReadOnlyList<Source> sources,
@@ -21,20 +21,20 @@ namespace SourceApi
             Changed = changed;
         }
 
-        /// <summary>The service's number for what happened, or 0 for the first load of the list.
+        /// <summary>The result number in the signal, or 0 for the first load of the list.
         /// </summary>
         public int Result { get; }
 
         /// <summary>The whole list after the change.</summary>
         public IReadOnlyList<Source> Sources { get; }
 
-        /// <summary>Sources that were not there before.</summary>
+        /// <summary>Sources that are only in the new list.</summary>
         public IReadOnlyList<Source> Added { get; }
 
-        /// <summary>Sources that are gone.</summary>
+        /// <summary>Sources that are only in the old list.</summary>
         public IReadOnlyList<Source> Removed { get; }
 
-        /// <summary>Sources of which something is different.</summary>
+        /// <summary>Sources that have changed.</summary>
         public IReadOnlyList<ChangedSource> Changed { get; }
 
         internal bool IsEmpty

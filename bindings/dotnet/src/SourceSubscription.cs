@@ -9,7 +9,7 @@ using System.Threading;
 namespace SourceApi
 {
     /// <summary>A registration for changes of the list. It lives until it or its client is
-    /// disposed, whether anything refers to it or not.</summary>
+    /// disposed, even if it is no longer referenced.</summary>
     public sealed class SourceSubscription : IDisposable
     {
         private readonly SynchronizationContext context;
@@ -27,16 +27,16 @@ namespace SourceApi
             Sources = ChangeFeed.Add(this);
         }
 
-        /// <summary>The list that the first change is told against: the one known when the
-        /// subscription was made. Empty when nobody had read the list by then; the first load then
-        /// arrives as a change that adds everything.</summary>
+        /// <summary>The list that the first change is relative to: the list at the time of the
+        /// subscription. Empty if the list had not been read; its first load is then a change that
+        /// adds every source.</summary>
         public IReadOnlyList<Source> Sources { get; }
 
         internal SourceClient Client { get; }
 
-        /// <summary>Ends the registration; a second time does nothing. It never blocks and may be
-        /// called anywhere, the handler included. No call of the handler begins after it, but one
-        /// that runs on another thread is not waited for.</summary>
+        /// <summary>Ends the registration. It never blocks, may be called repeatedly and inside the
+        /// handler. The handler is not called afterwards, but a call that runs on another
+        /// thread may continue.</summary>
         public void Dispose()
         {
             isDisposed = true;
@@ -63,7 +63,7 @@ namespace SourceApi
             Post(() => Tell(failure));
         }
 
-        // The context is the application's: what it throws must not keep others from their news.
+        // An exception of the application's context must not affect other subscriptions.
         private void Post(Action action)
         {
             try

@@ -3,8 +3,8 @@
 
 namespace SourceApi
 {
-    /// <summary>What the service knows of a USB device. What its answer lacks is an empty text, or
-    /// false.</summary>
+    /// <summary>The properties of a USB device. Those missing from the reply are empty or false.
+    /// </summary>
     public sealed class UsbData
     {
         internal UsbData(string json, JsonObject answer)
@@ -21,20 +21,20 @@ namespace SourceApi
             DevicePath = answer.Text("devicePath");
         }
 
-        /// <summary>The service's whole answer, as indented JSON.</summary>
+        /// <summary>The service's complete reply as indented JSON.</summary>
         public string Json { get; }
 
         /// <summary>The application that the device calls.</summary>
         public string CalledApp { get; }
 
-        /// <summary>The kind of device, in the service's words.</summary>
+        /// <summary>The kind of device, as named by the service.</summary>
         public string DeviceType { get; }
 
         /// <summary>The device's name.</summary>
         public string DeviceName { get; }
 
-        /// <summary>True for a camera that speaks PTP, which has a bus and an address number;
-        /// false for a device that has a vendor, a volume and a path.</summary>
+        /// <summary>True for a PTP camera, which has a bus number and an address; false for a
+        /// device with a vendor, a volume and a path.</summary>
         public bool IsPtp { get; }
 
         /// <summary>The number of the USB bus.</summary>

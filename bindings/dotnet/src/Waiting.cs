@@ -9,7 +9,7 @@ namespace SourceApi
 {
     internal static class Waiting
     {
-        /// <summary>Makes a blocking call on a thread of the pool. The token ends the task, not the
+        /// <summary>Makes a blocking call on a pool thread. The token cancels the task, not the
         /// call.</summary>
         internal static Task<T> For<T>(Func<T> call, CancellationToken token)
         {

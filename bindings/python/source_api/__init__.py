@@ -1,7 +1,7 @@
 # SPDX-FileCopyrightText: The source-api authors
 # SPDX-License-Identifier: Apache-2.0
 
-"""The TV's list of input sources: reading it, changing it, hearing of changes."""
+"""Reads, changes and follows the TV's list of input sources."""
 
 from ._hub import Delivery
 from .aio import AsyncChanges, AsyncClient

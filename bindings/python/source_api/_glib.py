@@ -1,7 +1,7 @@
 # SPDX-FileCopyrightText: The source-api authors
 # SPDX-License-Identifier: Apache-2.0
 
-"""The few functions of GLib that delivering the library's signals asks for."""
+"""The GLib functions that are needed to deliver the library's signals."""
 
 from __future__ import annotations
 
@@ -58,35 +58,35 @@ _connect_signal = _declare(
 
 
 def keep_forever(callback: object) -> None:
-    """What native code may hold longer than the module that made it lives."""
+    """Prevents the destruction of an object that native code refers to until the process exits."""
     ctypes.pythonapi.Py_IncRef(ctypes.py_object(callback))
 
 
 class MainContext:
-    """A main context that is kept for the life of the process."""
+    """A main context that is never destroyed."""
 
     def __init__(self) -> None:
         self._context = _context_new()
 
     def __enter__(self) -> None:
-        """Makes it the thread's default."""
+        """Makes it the thread-default main context."""
         _context_push(self._context)
 
     def __exit__(self, *_: object) -> None:
         _context_pop(self._context)
 
     def iterate(self) -> None:
-        """Waits for something to do, and does it."""
+        """Waits for an event and dispatches it."""
         _context_iterate(self._context, True)
 
     def wake_up(self) -> None:
-        """Ends the wait of iterate() on another thread, or of the next one."""
+        """Wakes iterate() on another thread, or makes its next call return at once."""
         _context_wake_up(self._context)
 
 
 class OwnedContext:
-    """The main context that is the thread's default, for as long as the thread owns it: only then
-    does GLib wake it for what other threads do."""
+    """The thread-default main context, acquired by this thread. GLib wakes a context for changes by
+    other threads only while it is acquired."""
 
     def __enter__(self) -> OwnedContext:
         self._context = _context_ref_default()
@@ -100,8 +100,8 @@ class OwnedContext:
         _context_unref(self._context)
 
     def awaited(self) -> tuple[dict[int, int], int]:
-        """What dispatch() waits for: the events that poll() takes, by descriptor, and the number of
-        milliseconds after which it is to be called anyway, negative for never."""
+        """Returns the poll() events to wait for, by descriptor, and the timeout in milliseconds
+        after which dispatch() must be called, negative for none."""
         priority, timeout = c_int(), c_int()
         _context_prepare(self._context, priority)
         count = 0
@@ -116,20 +116,20 @@ class OwnedContext:
         return events, timeout.value
 
     def dispatch(self) -> None:
-        """Does what there is to do, without waiting for it."""
+        """Dispatches pending events without blocking."""
         _context_iterate(self._context, False)
 
     def wake_up(self) -> None:
-        """Has whoever iterates it look at everything again."""
+        """Makes the iterating thread poll again."""
         _context_wake_up(self._context)
 
 
 class SystemBus:
-    """The process's connection to the system bus, which the library uses too."""
+    """The process's connection to the system bus, which the library uses as well."""
 
     def __init__(self, on_closed: Callable[[], None]) -> None:
-        """Opens it when it is not open. on_closed is called by the main context that was the
-        thread's default where the process opened it."""
+        """Opens the connection if necessary. on_closed is called in the thread-default main context
+        of the thread that opened it."""
         error = POINTER(_Error)()
         self._connection = _bus_get(_SYSTEM_BUS, None, ctypes.byref(error))
         if self._connection is None:

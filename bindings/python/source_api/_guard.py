@@ -1,9 +1,9 @@
 # SPDX-FileCopyrightText: The source-api authors
 # SPDX-License-Identifier: Apache-2.0
 
-"""The library's C functions, called through the small library that turns C++ exceptions into texts.
+"""The library's C functions, called through the guard library, which converts C++ exceptions.
 
-Every call releases Python's global lock while it runs: the functions are those of a CDLL."""
+Calls release the global interpreter lock, as the functions belong to a ctypes.CDLL."""
 
 from __future__ import annotations
 
@@ -14,7 +14,7 @@ from typing import Any, Callable, Optional
 
 from .errors import SourceApiError
 
-#: What the library calls on every change: result, user data.
+#: The type of the library's callback on every change: result, user data.
 Callback = ctypes.CFUNCTYPE(None, c_int, c_void_p)
 
 _library = ctypes.CDLL("libsource-api-guard.so.1")
@@ -50,7 +50,7 @@ release = _library.guarded_release
 release.argtypes = [c_void_p]
 release.restype = None
 
-# Texts are taken as plain pointers: as c_char_p the pointer that is to be released would be lost.
+# Texts are declared as void pointers, because with c_char_p the pointer to release would be lost.
 _get_source_list = _declare("get_source_list", c_void_p)
 _get_usb_data = _declare("get_usb_data", c_void_p, c_char_p)
 _get_edit_name = _declare("get_edit_name", c_void_p, c_int, c_int)
@@ -127,7 +127,7 @@ def _bytes(text: str) -> bytes:
     return text.encode("utf-8")
 
 
-# ctypes would wrap a number that does not fit.
+# Checked here because ctypes truncates numbers that do not fit.
 def _within(number: int, lowest: int, highest: int) -> int:
     value = operator.index(number)
     if not lowest <= value <= highest:

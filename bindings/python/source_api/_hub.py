@@ -1,14 +1,14 @@
 # SPDX-FileCopyrightText: The source-api authors
 # SPDX-License-Identifier: Apache-2.0
 
-"""The one registration that this process has with the library, and everyone who follows it.
+"""The single registration of this process with the library, and the followers that share it.
 
-The library forbids to register or unregister inside a callback. So it is told of one callback,
-once, and followers come and go on this side, where they may do so anywhere.
+The library forbids registering and unregistering inside a callback. Therefore one callback is
+registered once, and followers are added and removed here, where that is allowed at any time.
 
-No lock of this module is held over a call of the library or of a follower: the library calls back
-under a lock of its own. The locks are recursive because changes that nobody keeps end when they are
-collected, which may happen at any moment on any thread."""
+No lock of this module is held during a call of the library or of a follower, because the library
+holds a lock of its own during callbacks. The locks are recursive because the garbage collector may
+close changes at any time on any thread."""
 
 from __future__ import annotations
 
@@ -25,23 +25,23 @@ from .changes import Change, change_between
 from .errors import BusLostError, ListUnavailableError, SourceApiError
 from .sources import Source, parse_sources
 
-#: What a follower is given: a change, the loss of the bus, or None for the end of its following.
+#: The argument of a follower: a change, the loss of the bus, or None after its removal.
 News = Union[Change, BusLostError, None]
 
 
 class Delivery(enum.Enum):
-    """Who has the library's signals delivered. It is chosen once for the process, as the library
-    stays with the main context in which it was first called."""
+    """The thread that delivers the library's signals. It is chosen once for the process, because
+    the library keeps using the main context in which it was first called."""
 
-    #: A thread of this package, with a main context of its own.
+    #: A thread of this package with its own main context.
     THREAD = "thread"
-    #: The application: it iterates the GLib main context that is the calling thread's default, as
-    #: a toolkit does. No thread is started.
+    #: The application iterates the thread-default GLib main context of the calling thread, as a
+    #: toolkit does. No thread is started.
     APPLICATION = "application"
 
 
 class Follower:
-    """One who hears of changes, from the list on that it has begun with."""
+    """A receiver of changes. The first change is relative to the list passed to begin()."""
 
     def __init__(self, give: Callable[[News], None]) -> None:
         self._give = give
@@ -50,14 +50,15 @@ class Follower:
         self._has_ended = False
 
     def begin(self, sources: tuple[Source, ...]) -> tuple[Source, ...]:
-        """The list that changes are told from: the given one, unless a newer one came meanwhile."""
+        """Returns the list that the first change is relative to: the given one, or a newer one if a
+        signal arrived meanwhile."""
         with self._lock:
             if self._sources is None:
                 self._sources = sources
             return self._sources
 
     def hear(self, sources: tuple[Source, ...], result: int) -> None:
-        """Gives the change to this list, if it is one."""
+        """Passes the difference to this list on, unless it is empty."""
         with self._lock:
             known, self._sources = self._sources, sources
         if known is None or self._has_ended:
@@ -78,7 +79,7 @@ class Follower:
 
 
 class _Pump:
-    """The thread that has signals delivered."""
+    """The thread that iterates the main context."""
 
     def __init__(self, context: MainContext, first_call: Callable[[], None]) -> None:
         self._context = context
@@ -88,14 +89,14 @@ class _Pump:
         self._is_ending = False
 
     def start(self) -> Optional[BaseException]:
-        """Waits for the end of the first call, and tells what it has raised. May be interrupted
-        anywhere and called again: of the threads that then come, one runs."""
+        """Waits until the first call has returned and returns its exception. May be interrupted at
+        any point and called again; only one of the started threads runs."""
         if not self._is_taken.locked():
             threading.Thread(target=self._run, name="source-api", daemon=True).start()
         return self._begun.exception()
 
     def stop(self) -> bool:
-        """False when a handler does not let it end in time."""
+        """Returns False if a handler blocks the thread for too long."""
         self._is_ending = True
         self._context.wake_up()
         self._thread.join(timeout=10)
@@ -112,7 +113,7 @@ class _Pump:
                 while not self._is_ending:
                     self._context.iterate()
         except BaseException as error:
-            # Not before the context was left: the next pump takes it.
+            # Set after the context is released, as the next pump uses it.
             self._begun.set_exception(error)
 
 
@@ -131,8 +132,8 @@ class Hub:
         self._has_lost_bus = False
 
     def start(self, delivery: Optional[Delivery]) -> None:
-        """Makes the library's first call in the process, unless that was made. What fails is tried
-        again by the next start."""
+        """Makes the process's first call of the library, if necessary. After a failure the next
+        call of start() tries again."""
         with self._starting:
             if self._delivery is None:
                 self._start(delivery or Delivery.THREAD)
@@ -159,22 +160,22 @@ class Hub:
         atexit.register(self._stop)
 
     def _start_pump(self) -> None:
-        # Kept after a failure: the bus connection stays with the context that it was opened in.
+        # Kept after a failure, because the bus connection stays bound to this context.
         self._context = self._context or MainContext()
-        # There is one already when its start was interrupted.
+        # It exists already if an earlier start was interrupted.
         self._pump = self._pump or _Pump(self._context, self._call_first)
         failure = self._pump.start()
         if failure is not None:
             self._pump = None
             raise failure
 
-    # The library subscribes to the service's signals where its bus is open, and would later do so
-    # on any thread that asks it for something. So there must be a bus before it is called.
+    # The library subscribes on the thread of the first call for which the bus is open. The bus is
+    # opened first, so that this is the call below and not a later request on another thread.
     def _call_first(self) -> None:
         self._bus = self._bus or SystemBus(self._on_bus_lost)
         _guard.register(self._callback)
 
-    # A thread that still runs Python when the interpreter goes would be ended inside the library.
+    # A thread that still runs Python during finalisation would be killed inside the library.
     def _stop(self) -> None:
         if self._pump is None or self._pump.stop():
             _guard.unregister()
@@ -206,16 +207,16 @@ class Following:
         self._is_over = False
 
     def add(self, give: Callable[[News], None]) -> Follower:
-        """It is told of what comes once it has begun."""
+        """Adds a follower, which receives changes after begin()."""
         follower = Follower(give)
         hub.follow(follower)
         self._followers[follower] = None
-        if self._is_over:  # meanwhile, by another thread
+        if self._is_over:  # set by another thread meanwhile
             self.end(follower)
         return follower
 
     def begin(self, follower: Follower) -> tuple[Source, ...]:
-        """Reads the list that its changes are told from; one that cannot be had is empty."""
+        """Reads the list that the first change is relative to; empty if it cannot be read."""
         try:
             sources = read_sources()
         except ListUnavailableError:
@@ -239,13 +240,13 @@ class Following:
 def read_sources() -> tuple[Source, ...]:
     text = _guard.get_source_list()
     if text is None:
-        raise ListUnavailableError("the list of sources could not be had")
+        raise ListUnavailableError("the list of sources could not be read")
     return parse_sources(text)
 
 
 def report(error: BaseException) -> None:
-    """Has sys.unraisablehook told of it, which is what ctypes does with an exception that leaves a
-    callback; Python code cannot call the hook itself."""
+    """Passes the exception to sys.unraisablehook. Python code cannot call the hook directly, but
+    ctypes calls it for an exception in a callback."""
 
     def leave() -> None:
         raise error

@@ -5,7 +5,7 @@
 
 Signals are delivered by the package's thread and handed to the loop. The loop iterates GLib's main
 context itself only for a program that enters iterated_main_context(): while it delivers a signal,
-the library may ask the service for the list and wait for the answer, which stops the loop."""
+the library may request the list from the service, which blocks the loop."""
 
 from __future__ import annotations
 
@@ -55,11 +55,11 @@ class AsyncClient:
         self.close()
 
     def close(self) -> None:
-        """Ends what changes() has begun. Does not block."""
+        """Ends every iteration that changes() has returned. Does not block."""
         self._opened().close()
 
     async def sources(self) -> tuple[Source, ...]:
-        """As Client.sources(), and so are the others."""
+        """See Client.sources(); the same holds for the following methods."""
         return await _run(self._opened().sources)
 
     async def usb_data(self, unique_key: str) -> Optional[dict[str, object]]:
@@ -106,7 +106,7 @@ class AsyncClient:
         return await _run(partial(self._opened().osd_text, source_type))
 
     def changes(self) -> AsyncChanges:
-        """The changes from the first await of it on, or from the `async with` that it opens."""
+        """Returns the changes from its first await or from its `async with` on."""
         return AsyncChanges(self._opened()._following)
 
     def _opened(self) -> Client:
@@ -133,13 +133,13 @@ class AsyncChanges(AsyncIterator[Change]):
 
     @property
     def sources(self) -> tuple[Source, ...]:
-        """The list that the first change is told from."""
+        """The list that the first change is relative to."""
         if self._sources is None:
             raise SourceApiError("nothing was awaited yet")
         return self._sources
 
     def close(self) -> None:
-        """Ends the iteration once what has come so far is taken. Called in the loop's thread."""
+        """Ends the iteration after the changes that have arrived. For the loop's thread only."""
         self._is_closed = True
         if self._follower is not None:
             self._following.end(self._follower)
@@ -164,12 +164,12 @@ class AsyncChanges(AsyncIterator[Change]):
         news = await self._news.get()
         if isinstance(news, Change):
             return news
-        # It is the last one, for whoever else waits too.
+        # Put back for other waiting tasks.
         self._news.put_nowait(news)
         raise news or StopAsyncIteration
 
-    # Following begins before the list is read, so that nothing is missed, and outlives a reading
-    # that is cancelled; the next await then reads again.
+    # The follower is added before the list is read, so that no change is missed. It stays if the
+    # read is cancelled; the next await reads again.
     async def _begin(self) -> None:
         if self._follower is None:
             self._follower = self._following.add(_giver(asyncio.get_running_loop(), self._news))
@@ -181,7 +181,7 @@ def _giver(
     loop: asyncio.AbstractEventLoop, queue: asyncio.Queue[News]
 ) -> Callable[[News], None]:
     def give(news: News) -> None:
-        # A loop that is closed has nobody left who could ask for it.
+        # The loop is closed, so no task can be waiting.
         with suppress(RuntimeError):
             loop.call_soon_threadsafe(queue.put_nowait, news)
 

@@ -1,7 +1,7 @@
 # SPDX-FileCopyrightText: The source-api authors
 # SPDX-License-Identifier: Apache-2.0
 
-"""What happened between two readings of the list."""
+"""The difference of two lists."""
 
 from __future__ import annotations
 
@@ -16,7 +16,7 @@ _Identity = Tuple[str, int, int]
 
 @dataclass(frozen=True)
 class Changed:
-    """A source that is in both lists, and not the same in both."""
+    """A source that is in both lists with different members."""
 
     old: Source
     new: Source

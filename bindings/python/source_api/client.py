@@ -20,14 +20,14 @@ from .sources import Source
 
 Handler = Callable[[Change], object]
 ErrorHandler = Callable[[BaseException], object]
-#: Runs a function later, in the thread that it stands for, like call_soon_threadsafe() of a loop.
+#: Schedules a function on a certain thread, like call_soon_threadsafe() of an event loop.
 Post = Callable[[Callable[[], None]], object]
 
 _Self = TypeVar("_Self", bound="_Closing")
 
 
 class _Closing:
-    """A context manager that closes."""
+    """A context manager that calls close()."""
 
     def close(self) -> None:
         raise NotImplementedError
@@ -45,7 +45,7 @@ class _Closing:
 
 
 class Client(_Closing):
-    """The library, for as long as this program wants it.
+    """A client of the library.
 
     Any thread may call anything, a handler included. A call that asks the source service blocks
     until the service answers, at most 25 seconds for each of two bus calls, and fails at once when
@@ -54,10 +54,10 @@ class Client(_Closing):
 
     A source is named by its type, in the service's numbering, and by its activity index, which
     tells apart several sources of one type. Numbers that do not fit raise OverflowError; a text
-    with a null character raises ValueError. SourceApiError is what the library itself raises."""
+    with a null character raises ValueError. An exception of the library is a SourceApiError."""
 
     def __init__(self, *, delivery: Optional[Delivery] = None) -> None:
-        """Opens the connection to the system bus when it is the first client of the process.
+        """Opens the connection to the system bus if it is the first client of the process.
         SourceApiError when there is no bus. Without a delivery, it is the one that the process has,
         else Delivery.THREAD."""
         self._following = Following()
@@ -65,71 +65,71 @@ class Client(_Closing):
         hub.start(delivery)
 
     def close(self) -> None:
-        """Ends what subscribe() and changes() have begun. What the library itself holds stays until
-        the process ends."""
+        """Closes what subscribe() and changes() have returned. The library's own resources are kept
+        until the process exits."""
         self._is_closed = True
         self._following.end_all()
 
     def sources(self) -> tuple[Source, ...]:
-        """The list. It is asked for once and then kept up to date by the service's signals.
-        ListUnavailableError when it could not be had."""
+        """Returns the list. It is requested once and then updated by the service's signals. Raises
+        ListUnavailableError if it cannot be read."""
         self._check()
         return read_sources()
 
     def usb_data(self, unique_key: str) -> Optional[dict[str, object]]:
-        """The service's whole answer about the USB device with that key. None when it refused or
-        could not be reached."""
+        """Returns the service's complete reply about the USB device with that key. None if the
+        service refused or could not be reached."""
         self._check()
         text = _guard.get_usb_data(unique_key)
         document = None if text is None else json.loads(text)
         return document if isinstance(document, dict) else None
 
     def edit_name(self, source_type: int, mbr_activity_index: int = 0) -> Optional[str]:
-        """The user's name of a source, else the detected one. None when there is no such source or
-        the names could not be read."""
+        """Returns the user's name of a source or, without one, the detected name. None if the
+        source is unknown or the names could not be read."""
         self._check()
         return _guard.get_edit_name(source_type, mbr_activity_index)
 
     def device_type(self, source_type: int, mbr_activity_index: int = 0) -> int:
-        """The device type of a source. 0 also when there is no such source or the types could not
-        be read."""
+        """Returns the device type of a source. 0 also if the source is unknown or the types could
+        not be read."""
         self._check()
         return _guard.get_device_type(source_type, mbr_activity_index)
 
     def set_edit_name(self, source_type: int, name: str, mbr_activity_index: int = 0) -> bool:
-        """Sets the user's name of a source; empty is a name too. True when the service did it."""
+        """Sets the user's name of a source, which may be empty. True on success."""
         self._check()
         return _guard.set_edit_name(source_type, name, mbr_activity_index)
 
     def set_device_type(
         self, source_type: int, device_type: int, mbr_activity_index: int = 0
     ) -> bool:
-        """Sets the device type of a source. True when the service did it."""
+        """Sets the device type of a source. True on success."""
         self._check()
         return _guard.set_device_type(source_type, device_type, mbr_activity_index)
 
     def set_detected_name_and_device_type(
         self, source_type: int, name: str, device_type: int, mbr_activity_index: int = 0
     ) -> bool:
-        """Sets what was detected for a source. True when the service did it."""
+        """Sets what was detected for a source. True on success."""
         self._check()
         return _guard.set_detected_name_and_device_type(
             source_type, name, device_type, mbr_activity_index
         )
 
     def connect(self, source_type: int) -> bool:
-        """Switches the TV to a source. True when the service did it."""
+        """Switches the TV to a source. True on success."""
         self._check()
         return _guard.connect_source(source_type)
 
     def connect_with_unique_key(self, source_type: int, unique_key: str) -> bool:
-        """Connects the source of that type and key. True when the service did it."""
+        """Connects the source of that type and key. True on success."""
         self._check()
         return _guard.connect_source_with_unique_key(source_type, unique_key)
 
     def osd_text(self, source_type: int) -> str:
-        """The platform's on-screen text of a source type, "----" when it does not know the type.
-        Does not ask the service."""
+        """Returns the platform's on-screen text of a source type, "----" for an unknown type. Does
+        not call the service."""
         self._check()
         return _guard.get_source_osd_text(source_type)
 
@@ -140,7 +140,7 @@ class Client(_Closing):
         post: Optional[Post] = None,
         on_error: Optional[ErrorHandler] = None,
     ) -> Subscription:
-        """Has handler called on every change from now on. Reads the list, as sources() does; a list
+        """Calls handler on every change from now on. Reads the list, as sources() does; a list
         that cannot be had counts as empty.
 
         The handler runs by `post`, else on the thread that delivers signals, which should not be
@@ -150,7 +150,8 @@ class Client(_Closing):
         return Subscription(self._following, handler, post, on_error or report)
 
     def changes(self) -> Changes:
-        """The changes from now on, to iterate over on any thread. Reads the list in that way."""
+        """Returns an iterator over the changes from now on, for any thread. Reads the list as
+        subscribe() does."""
         self._check()
         return Changes(self._following)
 
@@ -160,9 +161,9 @@ class Client(_Closing):
 
 
 class Subscription(_Closing):
-    """A handler that is called on changes, until close()."""
+    """The subscription of a handler, which is called on changes until close()."""
 
-    #: The list that the first change is told from.
+    #: The list that the first change is relative to.
     sources: tuple[Source, ...]
 
     def __init__(
@@ -181,8 +182,8 @@ class Subscription(_Closing):
         self.sources = following.begin(self._follower)
 
     def close(self) -> None:
-        """The handler is not called any more; a call that runs on another thread is not waited for.
-        May be called inside the handler."""
+        """Ends the subscription. Does not wait for a call that runs on another thread. May be
+        called inside the handler."""
         self._is_closed = True
         self._following.end(self._follower)
 
@@ -216,10 +217,10 @@ class Subscription(_Closing):
 
 
 class Changes(_Closing, Iterator[Change]):
-    """Changes in their order, kept until they are taken. The iteration ends with close() and raises
-    BusLostError when the bus is lost."""
+    """A queue of changes. The iteration ends with close() and raises BusLostError when the bus is
+    lost."""
 
-    #: The list that the first change is told from.
+    #: The list that the first change is relative to.
     sources: tuple[Source, ...]
 
     def __init__(self, following: Following) -> None:
@@ -230,19 +231,19 @@ class Changes(_Closing, Iterator[Change]):
         self.sources = following.begin(follower)
 
     def close(self) -> None:
-        """Ends the iteration once what has come so far is taken. Any thread may call it."""
+        """Ends the iteration after the changes that have arrived. Any thread may call it."""
         self._end()
 
     def get(self, timeout: Optional[float] = None) -> Change:
-        """The next change. TimeoutError when none came within so many seconds, SourceApiError when
-        it is closed."""
+        """Returns the next change. Raises TimeoutError after that many seconds, and SourceApiError
+        when closed."""
         try:
             news = self._news.get(timeout=timeout)
         except queue.Empty:
             raise TimeoutError(f"no change within {timeout} seconds") from None
         if isinstance(news, Change):
             return news
-        # It is the last one, for whoever else waits too.
+        # Put back for other waiting threads.
         self._news.put(news)
         raise news or _Ended("the changes are closed")
 

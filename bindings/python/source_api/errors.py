@@ -1,16 +1,16 @@
 # SPDX-FileCopyrightText: The source-api authors
 # SPDX-License-Identifier: Apache-2.0
 
-"""What goes wrong."""
+"""The exceptions of this package."""
 
 
 class SourceApiError(Exception):
-    """The library could not do its work, e.g. for values of wrong types in the settings store."""
+    """The library failed, for example because of values of wrong types in the settings store."""
 
 
 class ListUnavailableError(SourceApiError):
-    """The list of sources could not be had: the source service is not there or does not answer."""
+    """The list of sources could not be read: the service is not running or does not reply."""
 
 
 class BusLostError(SourceApiError):
-    """The connection to the system bus was lost; the library does not make it again."""
+    """The connection to the system bus was lost. The library does not reconnect."""

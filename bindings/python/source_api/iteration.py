@@ -15,33 +15,33 @@ from ._glib import OwnedContext
 
 @asynccontextmanager
 async def iterated_main_context() -> AsyncIterator[None]:
-    """Has the running loop iterate the GLib main context that is its thread's default, for a
-    program that wants everything on one thread:
+    """Makes the running loop iterate the thread-default GLib main context, for a program with a
+    single thread:
 
         async with iterated_main_context(), AsyncClient(delivery=Delivery.APPLICATION) as client:
             ...
 
-    The loop stands still while a source is dispatched. One that delivers the library's signals may
-    wait for the source service: a signal with an empty list has the library ask for the list.
+    The loop is blocked while a GLib source is dispatched. Delivering a signal of the library may
+    block on the source service: after a signal with an empty list the library requests the list.
 
-    A source that another thread attaches, or one that is being dispatched, is seen at once. GLib
-    tells nobody of one that the loop's thread attaches elsewhere, as in a coroutine: it is seen
-    when the context has something else to do, or after g_main_context_wakeup().
+    A GLib source that is attached by another thread, or during a dispatch, takes effect at once.
+    GLib does not report one that the loop's thread attaches elsewhere, for example in a coroutine;
+    it takes effect at the next dispatch or after g_main_context_wakeup().
 
-    SourceApiError when another thread iterates the context. May be entered several times."""
+    Raises SourceApiError if another thread iterates the context. Can be nested."""
     with OwnedContext() as context:
         iteration = _Iteration(asyncio.get_running_loop(), context)
         try:
             yield
         finally:
             iteration.end()
-            # What this one has seen may be more than another one here waits for.
+            # Another iteration of this context may have missed events that this one received.
             context.wake_up()
 
 
 class _Iteration:
-    """The descriptors have an epoll of their own: the loop takes one reader for each descriptor,
-    and that may be somebody else's."""
+    """The descriptors are polled with a separate epoll, because the loop allows one reader for each
+    descriptor and another library may have registered it."""
 
     def __init__(self, loop: asyncio.AbstractEventLoop, context: OwnedContext) -> None:
         self._loop = loop
@@ -57,7 +57,7 @@ class _Iteration:
         self._loop.remove_reader(self._epoll.fileno())
         self._epoll.close()
 
-    # The wait ends before anything is dispatched, which may close the descriptors.
+    # The descriptors are unregistered before a dispatch, which may close them.
     def _dispatch(self) -> None:
         self._end_wait()
         self._context.dispatch()
@@ -70,7 +70,7 @@ class _Iteration:
                 self._epoll.register(descriptor, mask)
                 self._descriptors.append(descriptor)
             except OSError:
-                timeout = 0  # one that poll() does not wait for either, such as a file
+                timeout = 0  # always ready for poll() too, for example a file
         if timeout >= 0:
             self._timer = self._loop.call_later(timeout / 1000, self._dispatch)
 
@@ -79,5 +79,5 @@ class _Iteration:
             self._timer.cancel()
             self._timer = None
         while self._descriptors:
-            with suppress(OSError):  # closed meanwhile
+            with suppress(OSError):  # already closed
                 self._epoll.unregister(self._descriptors.pop())

@@ -1,7 +1,7 @@
 # SPDX-FileCopyrightText: The source-api authors
 # SPDX-License-Identifier: Apache-2.0
 
-"""One source, and the list of them as the library's text tells it."""
+"""Sources, parsed from the library's text of the list."""
 
 from __future__ import annotations
 
@@ -19,37 +19,37 @@ class Source:
     """One source of the service's list. Numbers are in the service's numbering."""
 
     source_type: int
-    #: Given by the user.
+    #: Set by the user.
     edit_name: str
-    #: Told by the connected device.
+    #: Reported by the connected device.
     detected_name: str
-    #: Empty when there is none.
+    #: May be empty.
     icon_path: str
-    #: Names the source among all.
+    #: Identifies the source.
     unique_key: str
     #: A device is connected.
     connection_state: bool
     power_state: int
-    #: Tells apart several sources of one type.
+    #: Distinguishes sources of one type.
     mbr_activity_index: int
     setting_method: int
 
     @property
     def name(self) -> str:
-        """The user's name, else the detected one."""
+        """The user's name or, without one, the detected name."""
         return self.edit_name or self.detected_name
 
 
 def parse_sources(text: str) -> tuple[Source, ...]:
-    """The sources of a list's text. What is no array is an empty list, as it is to the library."""
+    """Parses the text of a list. Other JSON than an array is an empty list, as in the library."""
     document = json.loads(text)
     elements = document if isinstance(document, list) else []
     return tuple(_source(element) for element in elements if isinstance(element, dict))
 
 
 def decode_name(text: str) -> str:
-    """Undoes the percent-encoding of a name in the way of the library: an escape always takes two
-    characters, and what is no number is a zero."""
+    """Percent-decodes a name as the library does: an escape always consumes two characters, and two
+    that are not a number become a zero byte."""
     decoded = _ESCAPE.sub(_unescaped, text.encode("utf-8", "replace"))
     return decoded.decode("utf-8", "replace")
 
@@ -75,7 +75,8 @@ def _source(element: Mapping[str, Any]) -> Source:
     )
 
 
-# A member that is missing or of another type is empty: one bad element hides no good one.
+# A missing member, or one of another type, becomes empty, so that one invalid element does not
+# hide the others.
 def _number(element: Mapping[str, Any], key: str) -> int:
     value = element.get(key)
     return int(value) if isinstance(value, int) else 0
