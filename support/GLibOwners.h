@@ -23,6 +23,7 @@ struct Unreference {
     void operator()(GDBusMethodInvocation *object) const { g_object_unref(object); }
     void operator()(GAsyncResult *object) const { g_object_unref(object); }
     void operator()(GCancellable *object) const { g_object_unref(object); }
+    void operator()(GSocket *object) const { g_object_unref(object); }
     void operator()(GTestDBus *object) const { g_object_unref(object); }
 };
 

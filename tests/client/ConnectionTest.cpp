@@ -282,7 +282,7 @@ class SilentBus {
 
     std::unique_ptr<char, decltype(&g_free)> m_directory;
     std::string m_path;
-    std::unique_ptr<GSocket, GObjectRelease> m_socket;
+    support::Owner<GSocket> m_socket;
 };
 
 TEST_F(ConnectionWithoutBusTest, BusThatNeverAnswersHoldsUpNoOtherThread) {

@@ -8,6 +8,8 @@
 #include <chrono>
 #include <memory>
 
+#include "JsonText.h"
+
 namespace {
 
 GVariant *byteArray(const std::vector<unsigned char> &bytes) {
@@ -63,23 +65,11 @@ GVariant *bufferBody(const std::string &text, const std::vector<unsigned char> &
 }
 
 std::string jsonText(const Json::Value &value) {
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    return Json::writeString(builder, value);
+    return support::jsonLine(value);
 }
 
 Json::Value parsedJson(const std::string &text) {
-    const Json::CharReaderBuilder builder;
-    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-    Json::Value value;
-    try {
-        if (reader->parse(text.data(), text.data() + text.size(), &value, nullptr)) {
-            return value;
-        }
-    } catch (const Json::Exception &) {
-        // Nested more deeply than the reader goes.
-    }
-    return Json::Value();
+    return support::parseJson(text).value_or(Json::Value());
 }
 
 FakeService::FakeService(const TestBus &bus, const std::string &busName)

@@ -5,34 +5,11 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+
+#include "Timer.h"
+
 namespace {
-
-// Wakes an iteration of the main context when the limit has passed.
-class Limit {
- public:
-    Limit() : m_source(g_timeout_source_new(waitLimit)) {
-        g_source_set_callback(
-            m_source,
-            [](gpointer reached) -> gboolean {
-                *static_cast<bool *>(reached) = true;
-                return G_SOURCE_REMOVE;
-            },
-            &m_reached, nullptr);
-        g_source_attach(m_source, nullptr);
-    }
-    ~Limit() {
-        g_source_destroy(m_source);
-        g_source_unref(m_source);
-    }
-    Limit(const Limit &) = delete;
-    Limit &operator=(const Limit &) = delete;
-
-    bool reached() const { return m_reached; }
-
- private:
-    GSource *m_source;
-    bool m_reached = false;
-};
 
 void noteSignal(GDBusConnection * /*connection*/, const char * /*sender*/, const char * /*path*/,
                 const char * /*interface*/, const char * /*signal*/, GVariant * /*body*/,
@@ -89,9 +66,11 @@ BusConnection sharedConnection() {
 }
 
 bool iterateUntil(const std::function<bool()> &done) {
-    const Limit limit;
+    bool isOver = false;
+    support::Timer limit;
+    limit.start(std::chrono::milliseconds(waitLimit), [&] { isOver = true; });
     while (!done()) {
-        if (limit.reached()) {
+        if (isOver) {
             return false;
         }
         g_main_context_iteration(nullptr, TRUE);
@@ -100,17 +79,15 @@ bool iterateUntil(const std::function<bool()> &done) {
 }
 
 void letTheBusCatchUp() {
-    const std::unique_ptr<GVariant, decltype(&g_variant_unref)> answer(
-        g_dbus_connection_call_sync(sharedConnection().get(), "org.freedesktop.DBus",
-                                    "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetId",
-                                    nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, waitLimit, nullptr,
-                                    nullptr),
-        g_variant_unref);
-    ASSERT_NE(answer, nullptr);
+    const support::Variant reply(g_dbus_connection_call_sync(
+        sharedConnection().get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
+        "org.freedesktop.DBus", "GetId", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, waitLimit,
+        nullptr, nullptr));
+    ASSERT_NE(reply, nullptr);
 }
 
 bool deliverSignalsOf(GDBusConnection *from) {
-    // A path of its own, so that a fence inside a callback is not taken for the one around it.
+    // A unique path, so that nested calls in callbacks do not mistake each other's signal.
     static int fences = 0;
     const std::string path = "/test/fence/" + std::to_string(++fences);
     const BusConnection shared = sharedConnection();

@@ -1,60 +1,56 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// A message bus of the test's own, in place of the system bus.
+// A private message bus that replaces the system bus of the test process.
 #ifndef TESTS_TEST_BUS_H
 #define TESTS_TEST_BUS_H
 
-#include <gio/gio.h>
-
 #include <functional>
-#include <memory>
 #include <string>
 
-struct GObjectRelease {
-    void operator()(void *object) const { g_object_unref(object); }
-};
-using BusConnection = std::unique_ptr<GDBusConnection, GObjectRelease>;
+#include "GLibOwners.h"
 
-// Every wait of the tests ends after this, in milliseconds, at the latest.
+using BusConnection = support::Connection;
+
+// The limit of every wait in the tests, in milliseconds.
 constexpr int waitLimit = 60000;
 
 class TestBus {
  public:
-    // Starts a dbus-daemon and points the process's system bus at it.
+    // Starts a dbus-daemon and makes it the process's system bus.
     TestBus();
     ~TestBus();
     TestBus(const TestBus &) = delete;
     TestBus &operator=(const TestBus &) = delete;
 
     std::string address() const;
-    // Ends the daemon; every connection to it is lost.
+    // Stops the daemon, which closes every connection to it.
     void stop();
-    // Starts a daemon again, under a new address.
+    // Starts a new daemon with another address.
     void start();
-    // A connection of the caller's own, not shared with the library.
+    // A private connection, not shared with the library.
     BusConnection connect() const;
 
  private:
-    std::unique_ptr<GTestDBus, GObjectRelease> m_daemon;
+    support::Owner<GTestDBus> m_daemon;
     bool m_running = false;
 };
 
-// A connection of the caller's own to the bus at `address`.
+// A private connection to the bus at `address`.
 BusConnection connectTo(const std::string &address);
 
-// The connection that the library shares with everybody in the process.
+// The connection of the process to the system bus, which the library uses as well.
 BusConnection sharedConnection();
 
-// Iterates the default main context until `done` holds. False when the limit passed first.
+// Iterates the default main context until `done` returns true. False at the limit.
 bool iterateUntil(const std::function<bool()> &done);
 
-// Returns once the daemon knows what the client has subscribed to: GLib does not wait for that, and
-// a signal that is emitted earlier is lost.
+// Returns when the daemon has processed the process's subscriptions. GLib does not wait for that,
+// and a signal that is emitted before is lost.
 void letTheBusCatchUp();
 
-// Iterates the default main context until everything that `from` has sent so far on the bus was
-// delivered to this process's shared connection. False when the limit passed first.
+// Iterates the default main context until every signal that `from` has emitted so far was delivered
+// on the shared connection. False at the limit.
 bool deliverSignalsOf(GDBusConnection *from);
 
 #endif
