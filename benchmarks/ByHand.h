@@ -70,7 +70,7 @@ char *nameOf(const SourceNames &names, int sourceType, int mbrActivityIndex);
 constexpr const char *librarySignal = "source_api";
 constexpr const char *handSignal = "by_hand";
 
-// Emits signals on a connection of its own.
+// Emits signals on a separate connection.
 class Emitter {
  public:
     Emitter();

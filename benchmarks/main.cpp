@@ -13,10 +13,10 @@
 
 int main(int argc, char **argv) {
     char **const end = argv + argc;
-    char **const kept =
+    char **const newEnd =
         std::remove_if(argv, end, [](const char *text) { return !std::strcmp(text, "--quick"); });
-    const bench::Plan plan{kept != end};
-    argc = static_cast<int>(kept - argv);
+    const bench::Plan plan{newEnd != end};
+    argc = static_cast<int>(newEnd - argv);
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
         return 2;

@@ -77,7 +77,7 @@ bool sameBytes(const SourceTCMessage &left, const SourceTCMessage &right) {
 
 void checkCopy(const SourceTCMessage &copy, const SourceTCMessage &original,
                const Expected &expected) {
-    require(copy.m_Message == expected.generated, "a copy's text is generated anew");
+    require(copy.m_Message == expected.generated, "a copy's text is generated from the JSON value");
     require(copy.m_JsonRoot == original.m_JsonRoot, "a copy has the JSON value");
     require(copy.m_AuxNumber == original.m_AuxNumber && copy.m_AuxText == original.m_AuxText,
             "a copy has the number and the second text");

@@ -26,8 +26,8 @@ _Result = TypeVar("_Result")
 
 
 class AsyncClient:
-    """A Client whose calls are awaited. They run on the loop's default executor; one that is
-    cancelled still ends there, unheard.
+    """A Client whose calls are awaited. They run on the loop's default executor; a
+    cancelled call continues there and its result is discarded.
 
         async with AsyncClient() as client:
             async for change in client.changes():
@@ -35,8 +35,8 @@ class AsyncClient:
 
     def __init__(self, *, delivery: Optional[Delivery] = None) -> None:
         """As Client(). With Delivery.APPLICATION the first client of the process is opened on the
-        loop's thread, whose default context is the one that is to be iterated; the loop stands
-        still meanwhile."""
+        loop's thread, whose thread-default main context must be the iterated one; this blocks
+        the loop."""
         self._delivery = delivery
         self._client: Optional[Client] = None
 
@@ -116,8 +116,8 @@ class AsyncClient:
 
 
 class AsyncChanges(AsyncIterator[Change]):
-    """Changes in their order, kept until they are taken. The iteration ends with close() and raises
-    BusLostError when the bus is lost. To be used in one loop.
+    """A queue of changes. The iteration ends with close() and raises BusLostError when the bus is
+    lost. To be used in one loop.
 
         async with client.changes() as changes:
             show(changes.sources)

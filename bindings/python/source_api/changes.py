@@ -39,8 +39,8 @@ class Change:
 
 
 def change_between(before: Sequence[Source], after: Sequence[Source], result: int) -> Change:
-    """A source is the same in both lists when its unique key is, or, for one without a key, its
-    type and index. Several with one identity are told apart by their order."""
+    """Sources are matched by unique key; those without a key by type and index. Several with the
+    same identity are matched in their order."""
     gone: DefaultDict[_Identity, Deque[Source]] = defaultdict(deque)
     for source in before:
         gone[_identity(source)].append(source)

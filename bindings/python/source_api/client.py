@@ -47,14 +47,14 @@ class _Closing:
 class Client(_Closing):
     """A client of the library.
 
-    Any thread may call anything, a handler included. A call that asks the source service blocks
-    until the service answers, at most 25 seconds for each of two bus calls, and fails at once when
-    the service is not on the bus; the first read of the list may also wait for the service to come
-    up. False is a refusal by the service as well as a service that could not be reached.
+    Every method may be called on any thread, also inside a handler. A request blocks until the
+    service replies, at most 25 seconds for each of two bus calls, and fails at once if the service
+    is not on the bus. A read that fetches the list may also wait until the service is ready. False
+    is returned for a refusal by the service and for a service that could not be reached.
 
-    A source is named by its type, in the service's numbering, and by its activity index, which
-    tells apart several sources of one type. Numbers that do not fit raise OverflowError; a text
-    with a null character raises ValueError. An exception of the library is a SourceApiError."""
+    A source is identified by its type, in the service's numbering, and by its activity index, which
+    distinguishes sources of one type. Numbers out of range raise OverflowError; a text with a null
+    character raises ValueError. An exception of the library is a SourceApiError."""
 
     def __init__(self, *, delivery: Optional[Delivery] = None) -> None:
         """Opens the connection to the system bus if it is the first client of the process.
@@ -141,11 +141,12 @@ class Client(_Closing):
         on_error: Optional[ErrorHandler] = None,
     ) -> Subscription:
         """Calls handler on every change from now on. Reads the list, as sources() does; a list
-        that cannot be had counts as empty.
+        that cannot be read counts as empty.
 
-        The handler runs by `post`, else on the thread that delivers signals, which should not be
-        kept long (and, for the first load of the list, on the thread that asked for it). What it
-        raises, and the loss of the bus, goes to `on_error`, else to sys.unraisablehook."""
+        The handler is scheduled by `post`. Without it, it runs on the thread that delivers signals,
+        which it should not block for long, or for the first load of the list on the thread that
+        requested it. Its exceptions, and the loss of the bus, are passed to `on_error` or else to
+        sys.unraisablehook."""
         self._check()
         return Subscription(self._following, handler, post, on_error or report)
 
