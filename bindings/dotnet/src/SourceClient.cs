@@ -12,9 +12,8 @@ namespace SourceApi
     /// cheap. Any thread may call anything at any time.</para>
     /// <para>A request blocks until the service answers, at most for the bus's default time-out
     /// (25 seconds) for each of two bus calls; it fails at once when the service is not on the
-    /// bus. Only the first read of the list or of a name that has to ask also waits for the
-    /// service to come up. Until the service has answered once, requests are made one after
-    /// another.</para>
+    /// bus. A read that fetches the list also waits until the service is ready. Until the
+    /// first reply of the service, requests are serialised.</para>
     /// <para>False and null are returned for a refusal by the service and for a service that could
     /// not be reached; the platform's log has the reason. A <see cref="SourceApiException"/>
     /// means that the settings store holds values of wrong types, or that a reply cannot be read.
