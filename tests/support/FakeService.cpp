@@ -13,8 +13,10 @@
 namespace {
 
 GVariant *byteArray(const std::vector<unsigned char> &bytes) {
-    gpointer const copy = g_memdup2(bytes.data(), bytes.size());
-    return g_variant_new_from_data(G_VARIANT_TYPE("a(y)"), copy, bytes.size(), TRUE, g_free, copy);
+    GBytes *const copy = g_bytes_new(bytes.data(), bytes.size());
+    GVariant *const array = g_variant_new_from_bytes(G_VARIANT_TYPE("a(y)"), copy, TRUE);
+    g_bytes_unref(copy);
+    return array;
 }
 
 std::string orEmpty(const char *text) {

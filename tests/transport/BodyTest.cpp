@@ -27,9 +27,10 @@ Body owned(GVariant *floating) {
 
 // A body as a peer may have garbled it: bytes that need not be a serialised value of that type.
 Body garbled(const char *type, const std::vector<unsigned char> &bytes) {
-    gpointer const copy = g_memdup2(bytes.data(), bytes.size());
-    return owned(
-        g_variant_new_from_data(G_VARIANT_TYPE(type), copy, bytes.size(), FALSE, g_free, copy));
+    GBytes *const copy = g_bytes_new(bytes.data(), bytes.size());
+    Body body = owned(g_variant_new_from_bytes(G_VARIANT_TYPE(type), copy, FALSE));
+    g_bytes_unref(copy);
+    return body;
 }
 
 // Every output of the decoder, before it ran with values that it can be seen to leave alone.
