@@ -27,6 +27,7 @@ function(source_api_document_command program generator)
     set(man ${share}/man/man1/${program}.1)
     set(bash ${share}/bash-completion/completions/${program})
     set(zsh ${share}/zsh/site-functions/_${program})
+    source_api_compile_quickly(${generator})
     if(SOURCE_API_BUILD_DOCS AND SOURCE_API_RUNS_HERE)
         file(MAKE_DIRECTORY ${share}/man/man1 ${share}/bash-completion/completions
             ${share}/zsh/site-functions)
