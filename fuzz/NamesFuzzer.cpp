@@ -12,16 +12,6 @@ namespace {
 
 using fuzz::require;
 
-reference::Names toNames(const std::multimap<int, SourceNameList> &map) {
-    reference::Names names;
-    for (const auto &[type, name] : map) {
-        names.insert({type,
-                      {name.editName, name.detectedName, name.deviceType, name.mbrActivityIndex,
-                       name.editState, name.settingMethod}});
-    }
-    return names;
-}
-
 // No value if a member has the wrong type.
 std::optional<reference::Names> expectedNames(const std::string &document) {
     try {
@@ -35,7 +25,8 @@ void checkReading(const std::optional<reference::Names> &expected) {
     std::multimap<int, SourceNameList> map;
     try {
         require(ClientPeer::readNames(map), "reading an existing document succeeds");
-        require(expected && toNames(map) == *expected, "the entries are those of the document");
+        require(expected && reference::toNames(map) == *expected,
+                "the entries are those of the document");
     } catch (const Json::Exception &) {
         require(!expected, "only values of wrong types make reading throw");
     }
@@ -46,7 +37,7 @@ void checkCache(const std::optional<reference::Names> &expected) {
     older.editName = "older";
     ClientPeer::names() = {{-3, older}};
     ClientPeer::hasNames() = false;
-    const reference::Names before = toNames(ClientPeer::names());
+    const reference::Names before = reference::toNames(ClientPeer::names());
     bool threw = false;
     try {
         ClientPeer::updateNames();
@@ -54,7 +45,7 @@ void checkCache(const std::optional<reference::Names> &expected) {
         threw = true;
     }
     require(threw != expected.has_value(), "only values of wrong types make reading throw");
-    require(toNames(ClientPeer::names()) == expected.value_or(before),
+    require(reference::toNames(ClientPeer::names()) == expected.value_or(before),
             "the cache is replaced, or unchanged after an exception");
     require(ClientPeer::hasNames() == expected.has_value(),
             "the cache is marked as filled if it was replaced");

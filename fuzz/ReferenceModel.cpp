@@ -135,6 +135,27 @@ Names names(const std::string &document) {
     return result;
 }
 
+Names toNames(const std::multimap<int, SourceNameList> &map) {
+    Names result;
+    for (const auto &[type, name] : map) {
+        result.insert({type,
+                       {name.editName, name.detectedName, name.deviceType, name.mbrActivityIndex,
+                        name.editState, name.settingMethod}});
+    }
+    return result;
+}
+
+Records toRecords(const std::multimap<int, CSourceItem> &map) {
+    Records result;
+    for (const auto &[key, item] : map) {
+        result.insert(
+            {key,
+             {item.sourceType, item.editName, item.detectedName, item.iconPath, item.uniqueKey,
+              item.connectionState, item.powerState, item.mbrActivityIndex, item.settingMethod}});
+    }
+    return result;
+}
+
 std::optional<std::string> textOf(GVariant *body) {
     const std::string type = g_variant_get_type_string(body);
     if (type != "(suss)" && type != "(sussa(y))") {

@@ -17,6 +17,8 @@
 #include <utility>
 #include <vector>
 
+#include "SourceAPI.h"
+
 namespace reference {
 
 // A JSON value as the text of a message; and indented, with the newlines removed.
@@ -39,6 +41,10 @@ Names names(const std::string &document);
 using Record =
     std::tuple<int, std::string, std::string, std::string, std::string, bool, int, int, int>;
 using Records = std::multimap<int, Record>;
+
+// The library's entries and records in these forms.
+Names toNames(const std::multimap<int, SourceNameList> &map);
+Records toRecords(const std::multimap<int, CSourceItem> &map);
 
 // The text in a body with signature (suss) or (sussa(y)).
 std::optional<std::string> textOf(GVariant *body);

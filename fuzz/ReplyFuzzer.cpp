@@ -288,10 +288,7 @@ void checkUsbMap(const Reply &reply) {
 
 // Resets the library's caches and returns a model with empty ones.
 reference::Client resetCaches(const Reply &reply) {
-    ClientPeer::list() = Json::Value();
-    ClientPeer::names().clear();
-    ClientPeer::hasList() = false;
-    ClientPeer::hasNames() = false;
+    StubService::resetCaches();
     reference::Client client;
     client.settings = fuzz::storedNames;
     client.calls = reply.body != nullptr;
@@ -323,14 +320,8 @@ void checkListRecords(const Reply &reply) {
     const bool done = CSourceAPI::Get()->GetSourceList(&items);
     reference::Records records;
     require(done == client.readRecords(records), "the call succeeds if every record is readable");
-    reference::Records read;
-    for (const auto &[key, item] : *items) {
-        read.insert(
-            {key,
-             {item.sourceType, item.editName, item.detectedName, item.iconPath, item.uniqueKey,
-              item.connectionState, item.powerState, item.mbrActivityIndex, item.settingMethod}});
-    }
-    require(read == records, "the records are those of the list, up to an unreadable one");
+    require(reference::toRecords(*items) == records,
+            "the records are those of the list, up to an unreadable one");
     checkFetch(reply, client);
 }
 

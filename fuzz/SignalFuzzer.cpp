@@ -72,13 +72,8 @@ void checkState(const reference::Client &expected) {
             "the names are marked as read if they were");
     require(ClientPeer::hasAnnounced() == expected.notified,
             "the notification flag is the expected one");
-    reference::Names names;
-    for (const auto &[type, name] : ClientPeer::names()) {
-        names.insert({type,
-                      {name.editName, name.detectedName, name.deviceType, name.mbrActivityIndex,
-                       name.editState, name.settingMethod}});
-    }
-    require(names == expected.nameMap, "the cached names are the expected ones");
+    require(reference::toNames(ClientPeer::names()) == expected.nameMap,
+            "the cached names are the expected ones");
     require(isFree(m_sourceUtilMutex) && isFree(m_sourceAPICallbackDataMutex),
             "no lock is still held");
 }

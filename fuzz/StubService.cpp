@@ -48,11 +48,15 @@ StubService::StubService() {
     require(ClientPeer::isSubscribed(), "the client subscribes when it is made");
 }
 
-void StubService::reset() {
+void StubService::resetCaches() {
     ClientPeer::list() = Json::Value();
     ClientPeer::names().clear();
     ClientPeer::hasList() = false;
     ClientPeer::hasNames() = false;
+}
+
+void StubService::reset() {
+    resetCaches();
     ClientPeer::hasAnnounced() = false;
     storedNames.reset();
     present = true;

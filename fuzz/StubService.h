@@ -34,6 +34,8 @@ class StubService {
     // Resets the client's caches and this object. To be called after each input, as the engine
     // searches for leaks if an input leaves memory allocated.
     void reset();
+    // Empties the client's caches alone.
+    static void resetCaches();
 
     // Delivers a change signal with that body to the client.
     static void emitChange(GVariant *body);

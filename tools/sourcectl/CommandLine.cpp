@@ -37,7 +37,7 @@ class CommandLine {
         m_app.name("sourcectl");
         m_app.description(
             "Reads and changes a TV's list of input sources.\n"
-            "Talks to the source service on the D-Bus system bus.");
+            "Calls the source service on the D-Bus system bus.");
         m_app.footer(
             "Exit codes:\n"
             "  0  done\n"
@@ -69,7 +69,7 @@ class CommandLine {
         CLI::App *added = m_app.add_subcommand(name, description);
         added->group("Commands");
         added->footer(std::string(footer) +
-                      "\n\n--json and --verbose are allowed as well, see\n'sourcectl --help'.");
+                      "\n\n--json and --verbose work here as well; see 'sourcectl --help'.");
         added->callback([this, command] { m_invocation.command = command; });
         return added;
     }
