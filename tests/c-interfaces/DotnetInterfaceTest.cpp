@@ -192,6 +192,11 @@ TEST_F(DotnetInterfaceTest, WrongTypesInTheSettingsStoreCrossTheBoundaryAsAnExce
     EXPECT_THAT(ownLog(), IsEmpty());
 }
 
+TEST_F(DotnetInterfaceTest, UsbDataMakesTheClientOnItsFirstCall) {
+    taken(get_usb_data("stick"));
+    EXPECT_EQ(platform.count(infoPriority, "CSourceAPI constructor"), 1);
+}
+
 TEST_F(DotnetInterfaceTest, FunctionsMakeTheClientOnTheirFirstCall) {
     EXPECT_EQ(taken(get_source_osd_text(1)), "----");
     EXPECT_THAT(platform.log(), Contains(Info("CSourceAPI constructor")));

@@ -3,6 +3,7 @@
 
 // Calling the registered callbacks: order, threads, and announcements made inside a callback.
 #include <functional>
+#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -12,6 +13,7 @@
 #include "Event.h"
 #include "LockState.h"
 #include "NotificationTest.h"
+#include "Threads.h"
 
 using testing::Each;
 using testing::ElementsAre;
@@ -246,6 +248,17 @@ TEST_F(AnnouncementTest, SignalHandledInsideACallbackIsAnnouncedInAFurtherRound)
     EXPECT_EQ(platform.count(errorPriority, "already notifying"), 1);
     EXPECT_EQ(platform.count(infoPriority, "Done"), 2);
     EXPECT_TRUE(ClientPeer::hasAnnounced());
+}
+
+TEST_F(AnnouncementTest, RegistrationsAreReadOnceTheLockIsHeld) {
+    CSourceAPI::RegisterSourceAPICallback(first, &p);
+    std::unique_lock<std::mutex> lock(m_sourceAPICallbackDataMutex);
+    const auto announcing = onThread([] { ClientPeer::announce(5); });
+    EXPECT_TRUE(staysBlocked(announcing));
+    registrations().push_back({second, &q});
+    lock.unlock();
+    EXPECT_TRUE(ends(announcing));
+    EXPECT_THAT(calls, ElementsAre(Pair("first", 5), Pair("second", 5)));
 }
 
 TEST_F(AnnouncementTest, EveryValueFromInsideACallbackHasARoundOfItsOwn) {

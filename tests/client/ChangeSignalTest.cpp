@@ -4,6 +4,7 @@
 // Handling a change signal: what is refreshed, and when the callbacks are called.
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "LockState.h"
 #include "NotificationTest.h"
@@ -90,6 +91,27 @@ TEST_F(ChangeSignalTest, FirstSignalAfterARefreshAnnouncesWhateverItCarries) {
     ClientPeer::updateCaches(parsedJson("[1]"));
     change("[1]", 7);
     EXPECT_THAT(calls, ElementsAre(Pair("first", 0), Pair("first", 5), Pair("first", 7)));
+}
+
+TEST_F(ChangeSignalTest, ListIsNotComparedBeforeAnyWasAnnounced) {
+    ClientPeer::setList(parsedJson("[1]"));
+    change("[1]", 5);
+    EXPECT_EQ(platform.count(infoPriority, "Sourcelist is not changed"), 0);
+}
+
+TEST_F(ChangeSignalTest, AnnouncedFlagIsClearedAfterTheRefresh) {
+    change("[1]", 5);
+    std::vector<bool> announced;
+    platform.onSettingRead([&] { announced.push_back(ClientPeer::hasAnnounced()); });
+    platform.onLog([&](const LogLine &line) {
+        if (line.function == "m_SetSourceListCache" || line.function == "m_UpdateCache" ||
+            line.function == "m_NotifySourceListChanged") {
+            announced.push_back(ClientPeer::hasAnnounced());
+        }
+    });
+    change("[2]", 6);
+    // Names read, list replaced, refresh logged; then the announcement begins and finds nobody.
+    EXPECT_THAT(announced, ElementsAre(true, true, true, false, false));
 }
 
 TEST_F(ChangeSignalTest, SignalWithTheEmptyTextFetchesTheListAndAnnounces) {

@@ -38,6 +38,24 @@ TEST_F(ConnectionTest, EndpointIsPublishedOnceItIsOpen) {
     EXPECT_THAT(published, ElementsAre(false, false, true));
 }
 
+TEST_F(ConnectionWithoutBusTest, ThreadThatCannotOpenTheBusUsesTheEndpointOfAnother) {
+    CSourceAPI::Get();
+    bool otherConnected = false;
+    platform.onLog([&](const LogLine &line) {
+        if (line.text == "get dbus connection fail!") {
+            platform.onLog(nullptr);
+            startBus();
+            service->reply(R"({"return_data":true})");
+            otherConnected = onThread(connectToThree).get();
+        }
+    });
+    EXPECT_TRUE(connectToThree());
+    EXPECT_TRUE(otherConnected);
+    EXPECT_EQ(service->countOf("SourceConnect"), 2);
+    EXPECT_EQ(platform.count(errorPriority, "Created source API dbus connection!"), 1);
+    EXPECT_EQ(handledOfOneSignal(*service), 1);
+}
+
 TEST_F(ConnectionTest, ExistingConnectionIsReusedAsItIs) {
     CSourceAPI::Get();
     const SourceTCServer *const endpoint = ClientPeer::endpoint();

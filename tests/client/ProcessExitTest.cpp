@@ -89,6 +89,40 @@ TEST_F(ProcessExitTest, ExitWithoutAnObjectLogsNothing) {
         ExitedWithCode(0), Not(HasSubstr("SourceAPI.cpp")));
 }
 
+TEST_F(ProcessExitTest, RegistrationsOutliveTheObject) {
+    EXPECT_EXIT(
+        {
+            const auto print = [](int value, void *name) {
+                std::cerr << static_cast<const char *>(name) << value << std::endl;
+            };
+            static char before[] = "before ";
+            static char after[] = "after ";
+            CSourceAPI::RegisterSourceAPICallback(print, before);
+            leave(7, [&] {
+                CSourceAPI::RegisterSourceAPICallback(print, after);
+                ClientPeer::announce(5);
+                CSourceAPI::UnregisterSourceAPICallback(before);
+                ClientPeer::announce(6);
+            });
+        },
+        ExitedWithCode(7), HasSubstr("before 5\nafter 5\nafter 6\n"));
+}
+
+TEST_F(ProcessExitTest, ThreadsMayRegisterUntilTheProcessHasEnded) {
+    EXPECT_EXIT(
+        {
+            CSourceAPI::Get();
+            std::thread([] {
+                for (;;) {
+                    CSourceAPI::RegisterSourceAPICallback([](int, void *) {}, nullptr);
+                    CSourceAPI::UnregisterSourceAPICallback(nullptr);
+                }
+            }).detach();
+            leave(7);
+        },
+        ExitedWithCode(7), "");
+}
+
 TEST_F(ProcessExitTest, ExitDuringACallDoesNotWaitForIt) {
     EXPECT_EXIT(
         {

@@ -31,6 +31,17 @@ TEST_F(SourceListFetchTest, FetchFirstWaitsForTheServiceToComeUp) {
     EXPECT_THAT(platform.waits(), ElementsAre(Pair("/tmp/source_service_ready", 10000)));
 }
 
+TEST_F(SourceListFetchTest, EveryFetchWaitsAlsoThatOfANameQuery) {
+    EXPECT_TRUE(ClientPeer::fetchList());
+    EXPECT_TRUE(ClientPeer::fetchList());
+    EXPECT_EQ(platform.waits().size(), 2U);
+    service.reply(R"({"return_data":true})");
+    EXPECT_TRUE(CSourceAPI::Get()->SetSourceEditName(7, "new", 0));
+    std::string name;
+    EXPECT_TRUE(CSourceAPI::Get()->GetSourceEditName(7, name, 0));
+    EXPECT_EQ(platform.waits().size(), 3U);
+}
+
 TEST_F(SourceListFetchTest, FetchGoesOnWhateverTheWaitResults) {
     platform.setWaitResult(-1);
     EXPECT_EQ(keysOf(*readRecords()).size(), 3U);

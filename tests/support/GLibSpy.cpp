@@ -36,6 +36,9 @@ std::string typeText(const GVariantType *type) {
     return {g_variant_type_peek_string(type), g_variant_type_get_string_length(type)};
 }
 
+// The last reading of the clock on this thread.
+thread_local gint64 lastReading = 0;
+
 }  // namespace
 
 GLibSpy &GLibSpy::get() {
@@ -70,6 +73,7 @@ void GLibSpy::watch() {
     m_watching = true;
     m_readings.clear();
     m_wakeUps.clear();
+    m_timedWaits.clear();
 }
 
 std::vector<gint64> GLibSpy::clockReadings() const {
@@ -88,9 +92,25 @@ void GLibSpy::onClockReading(std::function<void()> observer) {
     m_readingObserver = std::move(observer);
 }
 
-void GLibSpy::onHandleOfThread(std::function<void(GThread *)> observer) {
+std::vector<GLibSpy::TimedWait> GLibSpy::timedWaits() const {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    m_handleObserver = std::move(observer);
+    return m_timedWaits;
+}
+
+void GLibSpy::replaceTimedWaits(const GCond *condition, Wait wait) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_replacedCondition = condition;
+    m_wait = std::move(wait);
+}
+
+void GLibSpy::advanceClock(gint64 microseconds) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_clockAdvance = microseconds;
+}
+
+void GLibSpy::onWakeUp(std::function<void(const GCond *)> observer) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_wakeUpObserver = std::move(observer);
 }
 
 GLibSpy::Answer GLibSpy::answerTo(BusCall call) {
@@ -104,36 +124,49 @@ bool GLibSpy::refusesConnections() const {
     return m_refusing;
 }
 
-void GLibSpy::noteClock(gint64 now) {
+gint64 GLibSpy::noteClock(gint64 now) {
     std::function<void()> observer;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
+        now += m_clockAdvance;
         if (!m_watching) {
-            return;
+            return now;
         }
+        lastReading = now;
         m_readings.push_back(now);
         observer = m_readingObserver;
     }
     if (observer) {
         observer();
     }
+    return now;
+}
+
+GLibSpy::Wait GLibSpy::noteTimedWait(const GCond *condition, gint64 deadline) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    if (condition != m_replacedCondition) {
+        return nullptr;
+    }
+    m_timedWaits.push_back({lastReading, deadline});
+    return m_wait;
+}
+
+gint64 GLibSpy::clockAdvance() const {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_clockAdvance;
 }
 
 void GLibSpy::noteWakeUp(const GCond *condition, WakeUp wakeUp) {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    if (m_watching) {
-        m_wakeUps[condition].push_back(wakeUp);
-    }
-}
-
-void GLibSpy::noteHandle(GThread *thread) {
-    std::function<void(GThread *)> observer;
+    std::function<void(const GCond *)> observer;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        observer = m_handleObserver;
+        if (m_watching) {
+            m_wakeUps[condition].push_back(wakeUp);
+        }
+        observer = m_wakeUpObserver;
     }
     if (observer) {
-        observer(thread);
+        observer(condition);
     }
 }
 
@@ -179,16 +212,13 @@ GDBusConnection *g_bus_get_sync(GBusType bus_type, GCancellable *cancellable, GE
 
 gint64 g_get_monotonic_time() {
     static const auto real = next<decltype(&g_get_monotonic_time)>(__func__);
-    const gint64 now = real();
-    GLibSpy::get().noteClock(now);
-    return now;
+    return GLibSpy::get().noteClock(real());
 }
 
-GThread *g_thread_self() {
-    static const auto real = next<decltype(&g_thread_self)>(__func__);
-    GThread *const self = real();
-    GLibSpy::get().noteHandle(self);
-    return self;
+gboolean g_cond_wait_until(GCond *cond, GMutex *mutex, gint64 end_time) {
+    static const auto real = next<decltype(&g_cond_wait_until)>(__func__);
+    const GLibSpy::Wait wait = GLibSpy::get().noteTimedWait(cond, end_time);
+    return wait ? wait(mutex) : real(cond, mutex, end_time - GLibSpy::get().clockAdvance());
 }
 
 void g_cond_signal(GCond *cond) {

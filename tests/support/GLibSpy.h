@@ -48,15 +48,28 @@ class GLibSpy {
     std::vector<WakeUp> wakeUpsOf(const GCond *condition) const;
     // Runs on the reading thread, after the reading was recorded.
     void onClockReading(std::function<void()> observer);
-    // Runs on each thread that asks for its own handle, before it gets it.
-    void onHandleOfThread(std::function<void(GThread *)> observer);
+    // Timed waits with the watched condition, since watch(): the deadline, and the reading of the
+    // clock before it on the same thread. They end as `wait` says (TRUE for a wake-up); it is
+    // called on the waiting thread with the mutex locked.
+    struct TimedWait {
+        gint64 now = 0;
+        gint64 deadline = 0;
+    };
+    std::vector<TimedWait> timedWaits() const;
+    using Wait = std::function<gboolean(GMutex *)>;
+    void replaceTimedWaits(const GCond *condition, Wait wait);
+    // From now on the clock shows this many microseconds more.
+    void advanceClock(gint64 microseconds);
+    // Runs on the waking thread, before the waiter is woken.
+    void onWakeUp(std::function<void(const GCond *)> observer);
 
     // What the replaced functions call.
     Answer answerTo(BusCall call);
     bool refusesConnections() const;
-    void noteClock(gint64 now);
+    gint64 noteClock(gint64 now);
     void noteWakeUp(const GCond *condition, WakeUp wakeUp);
-    void noteHandle(GThread *thread);
+    Wait noteTimedWait(const GCond *condition, gint64 deadline);
+    gint64 clockAdvance() const;
 
  private:
     mutable std::mutex m_mutex;
@@ -67,7 +80,11 @@ class GLibSpy {
     std::vector<gint64> m_readings;
     std::map<const GCond *, std::vector<WakeUp>> m_wakeUps;
     std::function<void()> m_readingObserver;
-    std::function<void(GThread *)> m_handleObserver;
+    std::function<void(const GCond *)> m_wakeUpObserver;
+    const GCond *m_replacedCondition = nullptr;
+    Wait m_wait;
+    std::vector<TimedWait> m_timedWaits;
+    gint64 m_clockAdvance = 0;
 };
 
 // Expects that GLib reports a misuse at least once during its life, and keeps it off the terminal.
