@@ -3,12 +3,18 @@
 
 #include "BenchmarkBus.h"
 
-#include <signal.h>
-#include <sys/prctl.h>
+#include <fcntl.h>
+#include <glib.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
+#include <cerrno>
+#include <csignal>
 #include <stdexcept>
+#include <system_error>
+
+#include "ChildProcess.h"
 
 namespace bench {
 
@@ -24,11 +30,6 @@ std::vector<char *> pointers(std::vector<std::string> &texts) {
     return result;
 }
 
-// Kills the program when the benchmarks exit for any reason.
-void dieWithParent(gpointer /*userData*/) {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-}
-
 std::vector<std::string> daemonCommand() {
     return {DBUS_DAEMON, "--config-file=" BUS_CONFIGURATION, "--nofork", "--print-address"};
 }
@@ -40,18 +41,17 @@ std::vector<std::string> brokerCommand() {
 
 }  // namespace
 
-BackgroundProgram::BackgroundProgram(const std::vector<std::string> &arguments) {
-    std::vector<std::string> texts = arguments;
-    GError *error = nullptr;
-    if (g_spawn_async_with_pipes(nullptr, pointers(texts).data(), nullptr,
-                                 G_SPAWN_DO_NOT_REAP_CHILD, dieWithParent, nullptr, &m_pid, nullptr,
-                                 &m_output, nullptr, &error) == FALSE) {
-        const std::string reason = error->message;
-        g_error_free(error);
-        throw std::runtime_error(reason);
+BackgroundProgram::BackgroundProgram(const std::vector<std::string> &command) {
+    std::array<int, 2> ends{};
+    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+        throw std::system_error(errno, std::generic_category(), "cannot make a pipe");
     }
+    m_output = support::FileDescriptor(ends[0]);
+    support::FileDescriptor writeEnd(ends[1]);
+    m_pid = support::startChild({command, {}, false, writeEnd.get()});
+    writeEnd.reset();
     char character = 0;
-    while (read(m_output, &character, 1) == 1 && character != '\n') {
+    while (read(m_output.get(), &character, 1) == 1 && character != '\n') {
         m_firstLine += character;
     }
 }
@@ -59,7 +59,6 @@ BackgroundProgram::BackgroundProgram(const std::vector<std::string> &arguments) 
 BackgroundProgram::~BackgroundProgram() {
     kill(m_pid, SIGKILL);
     waitpid(m_pid, nullptr, 0);
-    close(m_output);
 }
 
 BenchmarkBus::BenchmarkBus()

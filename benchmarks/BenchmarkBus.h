@@ -5,10 +5,12 @@
 #ifndef BENCH_BENCHMARK_BUS_H
 #define BENCH_BENCHMARK_BUS_H
 
-#include <gio/gio.h>
+#include <sys/types.h>
 
 #include <string>
 #include <vector>
+
+#include "FileDescriptor.h"
 
 namespace bench {
 
@@ -16,7 +18,7 @@ namespace bench {
 class BackgroundProgram {
  public:
     // Returns when the program has written its first line.
-    explicit BackgroundProgram(const std::vector<std::string> &arguments);
+    explicit BackgroundProgram(const std::vector<std::string> &command);
     ~BackgroundProgram();
     BackgroundProgram(const BackgroundProgram &) = delete;
     BackgroundProgram &operator=(const BackgroundProgram &) = delete;
@@ -24,8 +26,8 @@ class BackgroundProgram {
     const std::string &firstLine() const { return m_firstLine; }
 
  private:
-    GPid m_pid = 0;
-    int m_output = -1;
+    pid_t m_pid = 0;
+    support::FileDescriptor m_output;
     std::string m_firstLine;
 };
 

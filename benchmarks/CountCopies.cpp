@@ -75,8 +75,8 @@ int main(int argc, char **argv) {
     bench::settleSubscriptions();
     const Json::Value list = bench::sourceList(sources);
     copies = 0;
-    ClientPeer::updateCaches(Json::Value(list));
-    // Verifies the counter: this was one copy of the list and a few single values.
+    ClientPeer::updateCaches(list);
+    // Verifies the counter: that made one copy of the list and of a few single values.
     if (copies < bench::valuesIn(list) || copies > bench::valuesIn(list) * 11 / 10) {
         std::cerr << "copies are not counted: " << copies << " of " << bench::valuesIn(list)
                   << '\n';

@@ -7,7 +7,7 @@
 
 #include <chrono>
 
-#include "Timer.h"
+#include "MainLoop.h"
 
 namespace {
 
@@ -66,16 +66,7 @@ BusConnection sharedConnection() {
 }
 
 bool iterateUntil(const std::function<bool()> &done) {
-    bool isOver = false;
-    support::Timer limit;
-    limit.start(std::chrono::milliseconds(waitLimit), [&] { isOver = true; });
-    while (!done()) {
-        if (isOver) {
-            return false;
-        }
-        g_main_context_iteration(nullptr, TRUE);
-    }
-    return true;
+    return support::iterateUntil(done, std::chrono::milliseconds(waitLimit));
 }
 
 void letTheBusCatchUp() {

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <memory>
 
+#include "MainLoop.h"
 #include "Timer.h"
 
 namespace service_check {
@@ -139,16 +140,7 @@ void ServiceBus::dispatchPending() {
 }
 
 bool ServiceBus::iterateUntil(const std::function<bool()> &done) const {
-    bool isOver = false;
-    support::Timer limit;
-    limit.start(std::chrono::milliseconds(m_timeout), [&] { isOver = true; });
-    while (!done()) {
-        if (isOver) {
-            return false;
-        }
-        g_main_context_iteration(nullptr, TRUE);
-    }
-    return true;
+    return support::iterateUntil(done, std::chrono::milliseconds(m_timeout));
 }
 
 support::Variant ServiceBus::callDaemon(const char *method, const char *argument) {
