@@ -122,7 +122,6 @@ Emulator::Emulator(const EmulatorPlan &plan)
     std::signal(SIGCHLD, SIG_DFL);
     // A process that outlives its parent becomes a child of this one, which ends and reaps it.
     prctl(PR_SET_CHILD_SUBREAPER, 1);
-    m_root.removeBusFiles();
 }
 
 Emulator::~Emulator() {

@@ -198,7 +198,7 @@ EmulatorRoot::EmulatorRoot(const std::optional<fs::path> &folder) {
 }
 
 fs::path EmulatorRoot::busSocket() {
-    const fs::path socket = m_path / "bus";
+    fs::path socket = m_path / "bus";
     if (socket.native().size() < sizeof(sockaddr_un::sun_path)) {
         return socket;
     }
