@@ -24,8 +24,8 @@ char *vconf_get_str(const char *key) {
     return value ? strdup(value->c_str()) : nullptr;
 }
 
-// The time-out is in milliseconds; a negative one counts as 0. The result is 0 for an event that
-// has happened and -1 otherwise.
+// The time-out is in milliseconds; a negative one counts as 0. Returns 0 if the event is set, -1
+// otherwise.
 int FerrelWaitEvent(const char *eventName, int timeout) {
     const auto root = tvRootFromEnvironment();
     if (eventName == nullptr || !root) {

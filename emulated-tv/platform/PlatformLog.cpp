@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The platform's log, handed on to GLib's structured logging.
+// The platform's log function, implemented with GLib's structured logging.
 #include <glib.h>
 
 #include <array>
@@ -17,13 +17,13 @@
 
 namespace {
 
-// A formatted text; only one that is longer than usual takes memory from the heap.
+// A formatted text, on the heap only if it is long.
 class Line {
  public:
     Line(const char *format, va_list arguments) __attribute__((format(printf, 2, 0))) {
         va_list again;
         va_copy(again, arguments);
-        // The analyzer loses sight of a va_list that is passed on.
+        // A false positive: the analyzer does not follow a va_list that is passed on.
         // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
         m_length = vsnprintf(m_short.data(), m_short.size(), format, arguments);
         if (m_length >= static_cast<int>(m_short.size())) {
@@ -34,7 +34,7 @@ class Line {
         va_end(again);
     }
 
-    // Negative for a format that cannot be used.
+    // Negative if the format is invalid.
     int length() const { return m_length; }
 
     const char *withoutNewline() {
@@ -51,7 +51,7 @@ class Line {
     int m_length;
 };
 
-// A number as text, in place.
+// A number as text, without heap memory.
 class Decimal {
  public:
     explicit Decimal(int value) { snprintf(m_text.data(), m_text.size(), "%d", value); }
@@ -77,7 +77,7 @@ class Fields {
     gsize m_count = 0;
 };
 
-// Where in the program a line comes from, when its format says so.
+// The position in the source code, if the format begins with the library's prefix.
 struct CodePlace {
     const char *file = nullptr;
     const char *function = nullptr;
@@ -114,9 +114,8 @@ const char *syslogPriority(int platformPriority) {
     }
 }
 
-// The library reports its normal progress at error priority, and a terminal is no place for that:
-// GLib keeps debug lines back until they are asked for by G_MESSAGES_DEBUG. The journal takes
-// everything and sorts by PRIORITY.
+// The library logs its normal progress at error priority, which would flood a terminal. GLib prints
+// debug lines only if G_MESSAGES_DEBUG requests them. The journal gets everything, with PRIORITY.
 GLogLevelFlags glibLevel() {
     static const bool toJournal = g_log_writer_is_journald(fileno(stderr)) != FALSE;
     return toJournal ? G_LOG_LEVEL_MESSAGE : G_LOG_LEVEL_DEBUG;

@@ -23,7 +23,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-// Tells when something in a folder has changed.
+// Watches a folder for new files.
 class FolderWatch {
  public:
     explicit FolderWatch(const std::filesystem::path &folder)
@@ -39,7 +39,7 @@ class FolderWatch {
     FolderWatch(const FolderWatch &) = delete;
     FolderWatch &operator=(const FolderWatch &) = delete;
 
-    // False when nothing more can be told: the time is over, or the folder has gone.
+    // Returns true after a change, false if the deadline has passed or the folder is gone.
     bool waitUntil(Clock::time_point deadline) {
         while (m_watches) {
             const auto left = std::chrono::ceil<milliseconds>(deadline - Clock::now()).count();
@@ -88,26 +88,25 @@ void ReadinessEvent::clear() const {
 }
 
 bool ReadinessEvent::wait(milliseconds timeout) const {
-    if (hasHappened()) {
+    if (isSet()) {
         return true;
     }
-    // The folder is made here when it is missing, so that there is something to watch; a missing
-    // root stays missing.
+    // Makes a missing folder, so that it can be watched, but not a missing root.
     mkdir(m_folder.c_str(), 0700);
     const Clock::time_point now = Clock::now();
     const auto longest = std::chrono::duration_cast<milliseconds>(Clock::time_point::max() - now);
     const Clock::time_point deadline = now + std::min(timeout, longest);
     FolderWatch watch(m_folder);
-    // Only a look that comes after the watch began sees everything that the watch does not.
-    while (!hasHappened()) {
+    // Checked again after the watch has begun, in case the event was set in between.
+    while (!isSet()) {
         if (!watch.waitUntil(deadline)) {
-            return hasHappened();
+            return isSet();
         }
     }
     return true;
 }
 
-bool ReadinessEvent::hasHappened() const {
+bool ReadinessEvent::isSet() const {
     return access(m_file.c_str(), F_OK) == 0;
 }
 

@@ -10,22 +10,22 @@
 
 namespace emulated_tv {
 
-// A system event of the emulated TV: a file that is there once the event has happened. Any
-// process may wait for it, from before the one that sets it starts.
+// A system event of the emulated TV. It is set while its file exists. Any process may wait for it,
+// also before the process that sets it has started.
 class ReadinessEvent {
  public:
     ReadinessEvent(const std::filesystem::path &root, const std::string &name);
 
-    // Both throw std::runtime_error (or a class derived from it) when they fail.
+    // Throw std::runtime_error or a class derived from it.
     void set() const;
     void clear() const;
 
-    // True as soon as the event has happened, at once when it has already; false when the
-    // time-out has passed, and at once when there is no such root or it cannot be watched.
+    // Returns true when the event is set, false after the time-out. Returns false immediately if
+    // the root does not exist or cannot be watched.
     bool wait(std::chrono::milliseconds timeout) const;
 
  private:
-    bool hasHappened() const;
+    bool isSet() const;
 
     std::filesystem::path m_folder;
     std::filesystem::path m_file;

@@ -10,19 +10,19 @@
 
 namespace emulated_tv {
 
-// The emulated TV's settings: one file a key. Several processes may use one store at a time; a
-// reader finds either the old value or the new one, whole.
+// The emulated TV's settings, one file for each key. Processes may use a store concurrently: writes
+// are atomic.
 class SettingsStore {
  public:
     explicit SettingsStore(const std::filesystem::path &root);
 
-    // Empty when the key has no value or it cannot be read.
+    // Empty if the key has no value or it cannot be read.
     std::optional<std::string> get(const std::string &key) const;
 
-    // The value is on the disk when this returns. Throws std::runtime_error when it cannot be kept.
+    // Writes the value to disk. Throws std::runtime_error.
     void set(const std::string &key, const std::string &value) const;
 
-    // Throws std::filesystem::filesystem_error when there is a value that cannot be removed.
+    // Throws std::filesystem::filesystem_error if there is a value that cannot be removed.
     void remove(const std::string &key) const;
 
  private:
@@ -31,10 +31,10 @@ class SettingsStore {
     std::filesystem::path m_folder;
 };
 
-// Replaces a file as a whole, readable by its owner only. Throws as SettingsStore::set does.
+// Replaces a file atomically, with mode 0600. Throws std::runtime_error.
 void replaceFile(const std::filesystem::path &file, const std::string &content);
 
-// The content of a file, empty when it cannot be read.
+// The content of a file, empty if it cannot be read.
 std::optional<std::string> readFile(const std::filesystem::path &file);
 
 }  // namespace emulated_tv

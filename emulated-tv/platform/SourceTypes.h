@@ -16,7 +16,7 @@ enum class SourceType : int {
     Usb = 8,
 };
 
-// What the TV shows on screen for a type, null for one that it does not know.
+// The name that the TV shows on screen for a source type, null for an unknown type.
 const char *onScreenName(int sourceType);
 
 }  // namespace emulated_tv

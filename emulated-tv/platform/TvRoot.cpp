@@ -16,11 +16,11 @@ std::optional<std::filesystem::path> tvRootFromEnvironment() {
 }
 
 std::string safeFileName(const std::string &text) {
-    // No escaped text is a lone "%", so it is free to stand for the empty one.
+    // No other text is escaped as "%".
     if (text.empty()) {
         return "%";
     }
-    // A name without dots is neither "." nor "..", nor that of a temporary file.
+    // Without dots a name cannot be ".", ".." or that of a temporary file.
     const std::string kept = "-_~";
     const std::string digits = "0123456789ABCDEF";
     std::string name;

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Where things lie in the root folder of an emulated TV.
+// The root folder of an emulated TV.
 #ifndef EMULATED_TV_TV_ROOT_H
 #define EMULATED_TV_TV_ROOT_H
 
@@ -11,14 +11,13 @@
 
 namespace emulated_tv {
 
-// Names the root folder to every process that uses the emulated TV.
+// The environment variable with the path of the root folder.
 constexpr const char *tvRootVariable = "SOURCE_TV_ROOT";
 
-// Empty when the variable is unset or empty.
+// Empty if the variable is unset or empty.
 std::optional<std::filesystem::path> tvRootFromEnvironment();
 
-// A text as the name of a file: never empty, never with a "." or a "/" in it, and different for
-// different texts.
+// A file name for a text: not empty, without "." and "/", and unique for each text.
 std::string safeFileName(const std::string &text);
 
 }  // namespace emulated_tv
