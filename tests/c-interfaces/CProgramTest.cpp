@@ -7,34 +7,15 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <stdexcept>
 
 #include "ChildProgram.h"
 #include "FakeService.h"
 #include "ReadinessEvent.h"
 #include "SettingsStore.h"
+#include "TemporaryFolder.h"
 #include "TestBus.h"
 
 namespace {
-
-class TemporaryFolder {
- public:
-    TemporaryFolder() {
-        std::string pattern = std::filesystem::temp_directory_path() / "c-program-XXXXXX";
-        if (mkdtemp(pattern.data()) == nullptr) {
-            throw std::runtime_error("no temporary folder");
-        }
-        m_path = pattern;
-    }
-    ~TemporaryFolder() { std::filesystem::remove_all(m_path); }
-    TemporaryFolder(const TemporaryFolder &) = delete;
-    TemporaryFolder &operator=(const TemporaryFolder &) = delete;
-
-    const std::filesystem::path &path() const { return m_path; }
-
- private:
-    std::filesystem::path m_path;
-};
 
 class CProgramTest : public testing::Test {
  protected:

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-#ifndef EMULATED_TV_TEMPORARY_FOLDER_H
-#define EMULATED_TV_TEMPORARY_FOLDER_H
+#ifndef TESTS_TEMPORARY_FOLDER_H
+#define TESTS_TEMPORARY_FOLDER_H
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -10,13 +10,11 @@
 #include <filesystem>
 #include <string>
 
-namespace emulated_tv {
-
-// A folder that no other test uses, for as long as this lives.
+// A folder of the test's own, removed with its content at the end.
 class TemporaryFolder {
  public:
     TemporaryFolder() {
-        std::string name = testing::TempDir() + "emulated-tv-XXXXXX";
+        std::string name = testing::TempDir() + "source-api-test-XXXXXX";
         if (mkdtemp(name.data()) == nullptr) {
             throw std::filesystem::filesystem_error(
                 "mkdtemp", name, std::error_code(errno, std::generic_category()));
@@ -35,7 +33,5 @@ class TemporaryFolder {
  private:
     std::filesystem::path m_path;
 };
-
-}  // namespace emulated_tv
 
 #endif

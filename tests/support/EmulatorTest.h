@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-#ifndef EMULATED_TV_EMULATOR_TEST_H
-#define EMULATED_TV_EMULATOR_TEST_H
+#ifndef TESTS_EMULATOR_TEST_H
+#define TESTS_EMULATOR_TEST_H
 
 #include <gtest/gtest.h>
 

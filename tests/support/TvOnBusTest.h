@@ -1,12 +1,13 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-#ifndef EMULATED_TV_TV_ON_BUS_TEST_H
-#define EMULATED_TV_TV_ON_BUS_TEST_H
+#ifndef TESTS_TV_ON_BUS_TEST_H
+#define TESTS_TV_ON_BUS_TEST_H
 
 #include <gio/gio.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <functional>
 #include <optional>
 #include <string>
@@ -16,6 +17,7 @@
 #include "Control.h"
 #include "EmulatedTv.h"
 #include "JsonText.h"
+#include "MainLoop.h"
 #include "TemporaryFolder.h"
 
 namespace emulated_tv {
@@ -36,7 +38,7 @@ inline std::string textOf(GVariant *value) {
     return text;
 }
 
-// The TV on a bus of its own, spoken to as another process would, with bodies written out.
+// The TV on a private bus, with a client's connection.
 class TvOnBusTest : public testing::Test {
  protected:
     TvOnBusTest() : m_bus(g_test_dbus_new(G_TEST_DBUS_NONE)) {
@@ -57,24 +59,12 @@ class TvOnBusTest : public testing::Test {
         g_test_dbus_down(m_bus.get());
     }
 
-    // Runs the service until the condition holds; false when that takes too long.
-    bool serveUntil(const std::function<bool()> &condition) {
-        bool isLate = false;
-        const guint timer = g_timeout_add_seconds(
-            20,
-            [](gpointer late) -> gboolean {
-                *static_cast<bool *>(late) = true;
-                return G_SOURCE_CONTINUE;
-            },
-            &isLate);
-        while (!condition() && !isLate) {
-            g_main_context_iteration(nullptr, TRUE);
-        }
-        g_source_remove(timer);
-        return !isLate;
+    // Iterates the main loop until the condition holds. False at the limit.
+    static bool serveUntil(const std::function<bool()> &condition) {
+        return support::iterateUntil(condition, std::chrono::seconds(60));
     }
 
-    // A call under way.
+    // A pending call.
     class Call {
      public:
         Call(GDBusConnection *client, const char *name, const char *path, const char *interface,

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-#ifndef EMULATED_TV_SECOND_SHELL_H
-#define EMULATED_TV_SECOND_SHELL_H
+#ifndef TESTS_SECOND_SHELL_H
+#define TESTS_SECOND_SHELL_H
 
 #include <filesystem>
 #include <optional>

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-#ifndef EMULATED_TV_PROGRAM_H
-#define EMULATED_TV_PROGRAM_H
+#ifndef TESTS_PROGRAM_H
+#define TESTS_PROGRAM_H
 
 #include <sys/types.h>
 
@@ -12,20 +12,23 @@
 #include <string>
 #include <vector>
 
+#include "ChildProcess.h"
 #include "FileDescriptor.h"
 #include "TemporaryFolder.h"
 
 namespace emulated_tv {
 
-// How long anything may take that a test waits for.
+using support::childrenOf;
+
+// The limit of every wait of these tests.
 constexpr std::chrono::seconds patience(60);
 
-// A process that somebody started, recognised for sure whatever becomes of its number.
+// Watches a process, also if its number is used again.
 class ProcessWatch {
  public:
     explicit ProcessWatch(pid_t pid);
 
-    // False when it is still there after all patience. A process that has ended stays an ended one.
+    // False if it is still running at the limit.
     bool waitForEnd() const;
 
  private:
@@ -35,30 +38,28 @@ class ProcessWatch {
     support::FileDescriptor m_fd;
 };
 
-std::vector<pid_t> childrenOf(pid_t process);
-
 // Fails the test for numbers that would mean a process group or every process.
 void sendSignal(pid_t process, int signal);
 
 using Environment = std::map<std::string, std::string>;
 
-// A program that a test runs from outside: its own session, and its output kept in files.
+// A program in a session of its own, with its output in files.
 class Program {
  public:
-    // The environment is this process's, with some variables set and those unset that are empty.
+    // Its environment is this process's with these changes; an empty value unsets a variable.
     explicit Program(std::vector<std::string> command, const Environment &changes = {});
-    // Ends it when it is still there.
+    // Ends the program if it is still running.
     ~Program();
     Program(const Program &) = delete;
     Program &operator=(const Program &) = delete;
 
     pid_t pid() const { return m_pid; }
 
-    // The exit code, or 128 plus the signal that ended it; fails the test and gives -1 when it
-    // does not end.
+    // Waits for the exit code, or 128 plus the signal that ended it. Fails the test and returns -1
+    // at the limit.
     int exitCode();
 
-    // False when the text is not in the output, or the errors, after all patience.
+    // False if the text is not in standard output or standard error at the limit.
     bool waitForOutput(const std::string &text) const;
     bool waitForErrors(const std::string &text) const;
     std::string output() const;

@@ -12,7 +12,6 @@
 
 #include <array>
 #include <csignal>
-#include <fstream>
 #include <string_view>
 #include <thread>
 
@@ -64,7 +63,7 @@ bool ProcessWatch::waitForEnd() const {
     if (m_fd) {
         return isReadable(m_fd);
     }
-    // valgrind knows no descriptor that tells the end of a process.
+    // valgrind does not implement pidfd_open.
     const auto limit = std::chrono::steady_clock::now() + patience;
     while (isThere()) {
         if (std::chrono::steady_clock::now() > limit) {
@@ -82,20 +81,10 @@ bool ProcessWatch::isThere() const {
     if (size <= 0) {
         return false;
     }
-    // The state stands behind the name, which is in brackets and may hold any character.
+    // The state follows the name, which is in brackets and may contain any character.
     const std::string_view line(text.data(), static_cast<std::size_t>(size));
     const std::size_t state = line.rfind(')') + 2;
     return state < line.size() && line[state] != 'Z' && line[state] != 'X';
-}
-
-std::vector<pid_t> childrenOf(pid_t process) {
-    const std::string number = std::to_string(process);
-    std::ifstream list("/proc/" + number + "/task/" + number + "/children");
-    std::vector<pid_t> children;
-    for (pid_t child = 0; list >> child;) {
-        children.push_back(child);
-    }
-    return children;
 }
 
 void sendSignal(pid_t process, int signal) {
@@ -119,7 +108,8 @@ Program::Program(std::vector<std::string> command, const Environment &changes) {
                                      0600);
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
-    // Whoever runs the tests may ignore hang-ups, and a launcher would keep to that.
+    // The test's own disposition would be inherited, and the emulator ignores SIGHUP if its parent
+    // does.
     sigset_t usual;
     sigemptyset(&usual);
     sigaddset(&usual, SIGHUP);
