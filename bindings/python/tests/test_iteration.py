@@ -300,8 +300,10 @@ class WatchedLoop(asyncio.SelectorEventLoop):
         self.selector = selectors.DefaultSelector()
         self.timers: list[asyncio.TimerHandle] = []
         super().__init__(self.selector)
+        # Not by overriding, as the annotations of call_at differ between versions of mypy.
+        setattr(self, "call_at", self.watched_call_at)
 
-    def call_at(self, *arguments: Any, **named: Any) -> asyncio.TimerHandle:
+    def watched_call_at(self, *arguments: Any, **named: Any) -> asyncio.TimerHandle:
         self.timers.append(super().call_at(*arguments, **named))
         return self.timers[-1]
 
