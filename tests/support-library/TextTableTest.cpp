@@ -55,3 +55,15 @@ TEST_F(TextTableTest, ControlCharactersAreEscaped) {
 }  // namespace
 
 }  // namespace support
+
+TEST(TextTableTest, LinesDoNotEndWithSpacesIfTheirLastCellsAreEmpty) {
+    support::TextTable table({{""}, {"NAME"}, {"STATE"}}, {"  ", ""});
+    table.addRow({"*", "one", ""});
+    table.addRow({"", "two", "on"});
+    table.addRow({"", "three", ""});
+    EXPECT_EQ(table.text(),
+              "   NAME   STATE\n"
+              "*  one\n"
+              "   two    on\n"
+              "   three");
+}
