@@ -52,12 +52,8 @@ TEST_F(TextTableTest, ControlCharactersAreEscaped) {
               "a\\x1b[2J\\x0ab\xef\xbf\xbd k");
 }
 
-}  // namespace
-
-}  // namespace support
-
-TEST(TextTableTest, LinesDoNotEndWithSpacesIfTheirLastCellsAreEmpty) {
-    support::TextTable table({{""}, {"NAME"}, {"STATE"}}, {"  ", ""});
+TEST_F(TextTableTest, LinesDoNotEndWithSpacesIfTheirLastCellsAreEmpty) {
+    TextTable table({{""}, {"NAME"}, {"STATE"}}, {"  ", ""});
     table.addRow({"*", "one", ""});
     table.addRow({"", "two", "on"});
     table.addRow({"", "three", ""});
@@ -67,3 +63,7 @@ TEST(TextTableTest, LinesDoNotEndWithSpacesIfTheirLastCellsAreEmpty) {
               "   two    on\n"
               "   three");
 }
+
+}  // namespace
+
+}  // namespace support
