@@ -9,11 +9,6 @@
 
 #include "ConnectionTest.h"
 
-using testing::AllOf;
-using testing::Each;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::Not;
 using testing::SizeIs;
 
 namespace {
@@ -35,68 +30,40 @@ TEST_F(CommandTest, CommandReturnsTheReturnDataReadAsABool) {
     for (const auto &[value, expected] : table) {
         SCOPED_TRACE(value);
         service.reply(R"({"other":1,"return_data":)" + value + "}");
-        platform.clearLog();
         EXPECT_EQ(ClientPeer::command("Anything", Json::objectValue), expected);
-        EXPECT_THAT(platform.logOf("m_MakeAPICall"),
-                    ElementsAre(InfoWith("ret_data {"),
-                                Info(expected ? " Return data = 1" : " Return data = 0")));
     }
-}
-
-TEST_F(CommandTest, CommandLogsTheReplyInItsStyledForm) {
-    EXPECT_TRUE(ClientPeer::command("Anything", Json::objectValue));
-    EXPECT_THAT(platform.logOf("m_MakeAPICall"),
-                ElementsAre(Info("ret_data {\n\t\"dbus_result\" : null,\n\t\"return_data\" : "
-                                 "true\n}\n"),
-                            Info(" Return data = 1")));
-    EXPECT_THAT(platform.logOf("m_MakeAPICall"), Each(From("SourceAPI.cpp", "m_MakeAPICall")));
 }
 
 TEST_F(CommandTest, ReplyWithoutReturnDataIsRefused) {
     for (const char *reply : {R"({"done":true})", "{}", "null", "no JSON", ""}) {
         SCOPED_TRACE(reply);
         service.reply(reply);
-        platform.clearLog();
         EXPECT_FALSE(ClientPeer::command("Anything", Json::objectValue));
-        EXPECT_THAT(
-            platform.logOf("m_MakeAPICall"),
-            ElementsAre(InfoWith("ret_data "), Error("Error: no response or return_data!")));
     }
 }
 
 TEST_F(CommandTest, ReplyWithoutABodyIsRefused) {
     service.replyWith([](const ReceivedCall & /*call*/) -> GVariant * { return nullptr; });
     EXPECT_FALSE(connectToThree());
-    EXPECT_THAT(platform.logOf("m_MakeAPICall"),
-                ElementsAre(Info("ret_data null\n"), Error("Error: no response or return_data!")));
 }
 
-TEST_F(CommandTest, ReturnDataThatIsNoBoolIsRefusedWithTheExceptionsText) {
+TEST_F(CommandTest, ReturnDataThatIsNoBoolIsRefused) {
     for (const char *value : {R"("true")", "[]", R"({"a":1})"}) {
         SCOPED_TRACE(value);
         service.reply(R"({"return_data":)" + std::string(value) + "}");
-        platform.clearLog();
         EXPECT_FALSE(ClientPeer::command("Anything", Json::objectValue));
-        EXPECT_THAT(platform.logOf("m_MakeAPICall"),
-                    ElementsAre(InfoWith("ret_data {"),
-                                Error("Exception occured! [Value is not convertible to bool.]"),
-                                Error("Error: no response or return_data!")));
     }
 }
 
-TEST_F(CommandTest, ReplyThatIsNoObjectIsRefusedWithTheExceptionsText) {
+TEST_F(CommandTest, ReplyThatIsNoObjectIsRefused) {
     for (const char *reply : {"[true]", "5", R"({"dbus_result":[],"return_data":true})"}) {
         SCOPED_TRACE(reply);
         service.reply(reply);
-        platform.clearLog();
         EXPECT_FALSE(ClientPeer::command("Anything", Json::objectValue));
-        EXPECT_THAT(platform.logOf("m_MakeAPICall"),
-                    ElementsAre(AllOf(ErrorWith("Exception occured! ["), Not(ErrorWith("[]"))),
-                                Error("Error: no response or return_data!")));
     }
 }
 
-TEST_F(CommandTest, FailedRequestFailsTheCommandWithoutALineOfItsOwn) {
+TEST_F(CommandTest, FailedRequestFailsTheCommand) {
     service.replyWithError("test.Error.Refused", "not today");
     EXPECT_FALSE(ClientPeer::command("Anything", Json::objectValue));
     service.reply(R"({"dbus_result":"fail","return_data":true})");
@@ -104,12 +71,11 @@ TEST_F(CommandTest, FailedRequestFailsTheCommandWithoutALineOfItsOwn) {
     EXPECT_THAT(service.calls(), SizeIs(2));
     service.releaseName();
     EXPECT_FALSE(ClientPeer::command("Anything", Json::objectValue));
-    EXPECT_THAT(platform.logOf("m_MakeAPICall"), IsEmpty());
 }
 
 TEST_F(CommandTest, ExceptionsThatAreNotTheJsonLibrarysPass) {
     platform.onLog([](const LogLine &line) {
-        if (line.text.rfind("ret_data", 0) == 0) {
+        if (line.function == "m_MakeAPICall") {
             throw std::runtime_error("foreign");
         }
     });
@@ -120,8 +86,6 @@ TEST_F(CommandTest, ConnectSendsExactlyTheMethodAndItsData) {
     EXPECT_TRUE(CSourceAPI::Get()->Connect(3));
     EXPECT_EQ(service.lastCall().json,
               parsedJson(R"({"method":"SourceConnect","data":{"SourceType":3}})"));
-    EXPECT_THAT(platform.logOf("Connect"), ElementsAre(Error("connecting source type = [3]")));
-    EXPECT_THAT(platform.logOf("Connect"), Each(From("SourceAPI.cpp", "Connect")));
 }
 
 TEST_F(CommandTest, RunAppSendsExactlyTheMethodAndItsData) {
@@ -129,8 +93,6 @@ TEST_F(CommandTest, RunAppSendsExactlyTheMethodAndItsData) {
     EXPECT_EQ(service.lastCall().json, parsedJson(R"({"method":"RunApp",)"
                                                   R"("data":{"SourceType":3,)"
                                                   R"("SourceUniqueKey":"key"}})"));
-    EXPECT_THAT(platform.logOf("RunApp"), ElementsAre(Error("connecting source type = [3],[key]")));
-    EXPECT_THAT(platform.logOf("RunApp"), Each(From("SourceAPI.cpp", "RunApp")));
 }
 
 TEST_F(CommandTest, ConnectAndRunAppReturnTheServicesAnswer) {

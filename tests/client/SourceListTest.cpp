@@ -8,8 +8,6 @@
 #include "RecordedCallback.h"
 #include "SourceListTest.h"
 
-using testing::Contains;
-using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -59,24 +57,11 @@ TEST_F(SourceListTest, SecondReadIsServedFromTheCache) {
     EXPECT_THAT(recorded.values(), ElementsAre(0));
 }
 
-TEST_F(SourceListTest, ReadingAsTextLogsEveryStep) {
-    const std::string text = readText();
-    EXPECT_THAT(
-        platform.logOf("GetSourceList"),
-        ElementsAre(Error("GetSourceList!"), Error("Notify Source List Changed!"), Info(text)));
-    platform.clearLog();
-    readText();
-    EXPECT_THAT(platform.log(), ElementsAre(Error("GetSourceList!"), Info(text)));
-    EXPECT_THAT(platform.log(), Each(From("SourceAPI.cpp", "GetSourceList")));
-}
-
 TEST_F(SourceListTest, FailedReadAsTextIsNullAndAnnouncesNothing) {
     RecordedCallback recorded;
     CSourceAPI::RegisterSourceAPICallback(RecordedCallback::call, &recorded);
     breakFetch();
     EXPECT_EQ(CSourceAPI::Get()->GetSourceList(), nullptr);
-    EXPECT_THAT(platform.logOf("GetSourceList"),
-                ElementsAre(Error("GetSourceList!"), Error("Failed to get sourcelist!")));
     EXPECT_THAT(recorded.values(), IsEmpty());
 }
 
@@ -93,8 +78,6 @@ TEST_F(SourceListTest, FirstReadAsRecordsAsksOnceAndAnnouncesNothing) {
     readText();
     EXPECT_EQ(service.calls().size(), 1U);
     EXPECT_THAT(recorded.values(), IsEmpty());
-    EXPECT_EQ(platform.count(errorPriority, "Notify Source List Changed!"), 0);
-    EXPECT_THAT(platform.logOf("m_NotifySourceListChanged"), IsEmpty());
 }
 
 TEST_F(SourceListTest, RecordsAreOrderedBySourceTypeAndKeepTheListOrderWithinOne) {
@@ -121,16 +104,6 @@ TEST_F(SourceListTest, RecordCarriesEveryFieldOfItsElementButTheSettingMethod) {
     EXPECT_EQ(item.settingMethod, 0);
 }
 
-TEST_F(SourceListTest, ReadingAsRecordsLogsEachElementOnOneLineInListOrder) {
-    readRecords();
-    EXPECT_THAT(platform.logOf("GetSourceList"),
-                ElementsAre(Error("GetSourceList!"),
-                            Info("[8] {\t\"sourceType\" : 8,\t\"uniqueKey\" : \"stick\"}"),
-                            Info("[3] {\t\"sourceType\" : 3,\t\"uniqueKey\" : \"hdmi\"}"),
-                            Info("[8] {\t\"sourceType\" : 8,\t\"uniqueKey\" : \"disk\"}")));
-    EXPECT_THAT(platform.logOf("GetSourceList"), Each(From("SourceAPI.cpp", "GetSourceList")));
-}
-
 TEST_F(SourceListTest, CallersMapIsReplacedAndItsOtherOwnersKeepTheirs) {
     RecordsPtr records = readRecords();
     const RecordsPtr kept = records;
@@ -152,14 +125,11 @@ TEST_F(SourceListTest, FailedReadAsRecordsLeavesANewEmptyMap) {
     const RecordsPtr kept = records;
     ClientPeer::hasList() = false;
     breakFetch();
-    platform.clearLog();
     EXPECT_FALSE(CSourceAPI::Get()->GetSourceList(&records));
     EXPECT_NE(records, kept);
     ASSERT_NE(records, nullptr);
     EXPECT_THAT(*records, IsEmpty());
     EXPECT_EQ(kept->size(), 3U);
-    EXPECT_THAT(platform.logOf("GetSourceList"),
-                ElementsAre(Error("GetSourceList!"), Error("Failed to get sourcelist!")));
 }
 
 TEST_F(SourceListTest, ElementWithoutSourceTypeGetsANullMemberAndTheKeyZero) {
@@ -167,9 +137,6 @@ TEST_F(SourceListTest, ElementWithoutSourceTypeGetsANullMemberAndTheKeyZero) {
     const RecordsPtr records = readRecords();
     EXPECT_THAT(keysOf(*records), ElementsAre("odd", ""));
     EXPECT_EQ(records->count(0), 2U);
-    EXPECT_THAT(platform.log(),
-                Contains(Info("[0] {\t\"sourceType\" : null,\t\"uniqueKey\" : \"odd\"}")));
-    EXPECT_THAT(platform.log(), Contains(Info("[0] {\t\"sourceType\" : null}")));
     EXPECT_EQ(cache(), parsedJson(R"([{"uniqueKey":"odd"},null])"));
 }
 
@@ -179,18 +146,13 @@ TEST_F(SourceListTest, UnreadableElementEndsTheReadAndKeepsTheRecordsBeforeIt) {
         SCOPED_TRACE(element);
         ClientPeer::setList(parsedJson(std::string(R"([{"sourceType":1,"uniqueKey":"before"},)") +
                                        element + R"(,{"sourceType":1,"uniqueKey":"after"}])"));
-        platform.clearLog();
         RecordsPtr records;
         EXPECT_FALSE(CSourceAPI::Get()->GetSourceList(&records));
         EXPECT_THAT(keysOf(*records), ElementsAre("before"));
-        EXPECT_THAT(platform.log(), ElementsAre(Error("GetSourceList!"), InfoWith("[1] {"),
-                                                ErrorWith("Exception occured! [")));
     }
     ClientPeer::setList(parsedJson(R"([{"sourceType":"three"}])"));
     RecordsPtr records;
     EXPECT_FALSE(CSourceAPI::Get()->GetSourceList(&records));
-    EXPECT_THAT(platform.log(),
-                Contains(Error("Exception occured! [Value is not convertible to Int.]")));
 }
 
 TEST_F(SourceListTest, UnreadableFieldLeavesAPartialRecordInAGoodRead) {
@@ -200,8 +162,6 @@ TEST_F(SourceListTest, UnreadableFieldLeavesAPartialRecordInAGoodRead) {
     const CSourceItem &item = records->find(3)->second;
     EXPECT_EQ(item.uniqueKey, "k");
     EXPECT_EQ(item.mbrActivityIndex, 0);
-    EXPECT_THAT(platform.logOf("m_ConvertJsonToSourceItemObject"),
-                ElementsAre(ErrorWith("Exception occured! [")));
 }
 
 }  // namespace

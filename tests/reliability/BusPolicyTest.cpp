@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // The bus policy of a real TV: on a bus where the test's user is the source service, and on one
-// where another user is, so that the test is the stranger.
-#include <gtest/gtest.h>
+// where another user is, so that the test is not the service.
+#include <gmock/gmock.h>
 #include <pwd.h>
 #include <unistd.h>
 
@@ -19,6 +19,7 @@
 #include "FakeService.h"
 #include "RecordedCallback.h"
 #include "SourceAPI.h"
+#include "TemporaryFolder.h"
 #include "TestBus.h"
 
 namespace {
@@ -38,8 +39,8 @@ std::string contentOf(const std::filesystem::path &file) {
     return content.str();
 }
 
-// Whatever the files of whoever runs the tests are to others.
-void openToStrangers(const std::filesystem::path &folder) {
+// Lets other users in, whatever the umask.
+void openToOtherUsers(const std::filesystem::path &folder) {
     std::filesystem::permissions(folder, std::filesystem::perms(0755));
 }
 
@@ -47,11 +48,9 @@ void openToStrangers(const std::filesystem::path &folder) {
 // as a system bus is: nothing is allowed but what a policy allows.
 class PolicyBus {
  public:
-    explicit PolicyBus(const std::string &serviceUser)
-        : m_folder(std::filesystem::path(testing::TempDir()) /
-                   ("policy-" + std::to_string(getpid()))) {
-        std::filesystem::create_directories(m_folder / "system.d");
-        openToStrangers(m_folder);
+    explicit PolicyBus(const std::string &serviceUser) {
+        std::filesystem::create_directory(m_folder / "system.d");
+        openToOtherUsers(m_folder);
         const std::string placeholder = "@SOURCE_API_SERVICE_USER@";
         std::string policy = contentOf(POLICY_TEMPLATE);
         policy.replace(policy.find(placeholder), placeholder.size(), serviceUser);
@@ -74,10 +73,6 @@ class PolicyBus {
         m_address = m_daemon->readLine();
         g_setenv("DBUS_SYSTEM_BUS_ADDRESS", m_address.c_str(), TRUE);
     }
-    ~PolicyBus() {
-        m_daemon.reset();
-        std::filesystem::remove_all(m_folder);
-    }
     PolicyBus(const PolicyBus &) = delete;
     PolicyBus &operator=(const PolicyBus &) = delete;
 
@@ -85,7 +80,8 @@ class PolicyBus {
     const std::string &address() const { return m_address; }
 
  private:
-    std::filesystem::path m_folder;
+    TemporaryFolder m_temporary;
+    const std::filesystem::path &m_folder = m_temporary.path();
     std::optional<ChildProgram> m_daemon;
     std::string m_address;
 };
@@ -133,23 +129,23 @@ TEST_F(BusPolicyTest, TheServicesUserOwnsTheNameAndIsHeard) {
     EXPECT_THAT(heard.values(), testing::ElementsAre(5));
 }
 
-TEST_F(BusPolicyTest, AStrangerCannotTakeTheName) {
+TEST_F(BusPolicyTest, AnotherUserCannotTakeTheName) {
     const PolicyBus bus(otherUser());
-    const BusConnection stranger = bus.connect();
-    EXPECT_EQ(requestServiceName(stranger.get()), 0U);
+    const BusConnection other = bus.connect();
+    EXPECT_EQ(requestServiceName(other.get()), 0U);
 }
 
-TEST_F(BusPolicyTest, AStrangersChangeSignalReachesNoApplication) {
+TEST_F(BusPolicyTest, AChangeSignalOfAnotherUserReachesNoApplication) {
     const PolicyBus bus(otherUser());
-    const BusConnection stranger = bus.connect();
+    const BusConnection other = bus.connect();
     useClient();
-    emitChange(stranger.get());
-    emitChange(stranger.get(), g_dbus_connection_get_unique_name(sharedConnection().get()));
-    EXPECT_TRUE(deliverSignalsOf(stranger.get()));
+    emitChange(other.get());
+    emitChange(other.get(), g_dbus_connection_get_unique_name(sharedConnection().get()));
+    EXPECT_TRUE(deliverSignalsOf(other.get()));
     EXPECT_THAT(heard.values(), testing::IsEmpty());
 }
 
-// The same with two users on one bus, where the machine lets the test be somebody else.
+// The same with two users on one bus, where the machine lets the test change its user.
 class SecondUserTest : public BusPolicyTest {
  protected:
     void SetUp() override {
@@ -158,32 +154,32 @@ class SecondUserTest : public BusPolicyTest {
         }
     }
 
-    // Has a stranger send something by the bus's own tool; its exit code.
-    static int sendAsStranger(const std::string &address, std::vector<std::string> message) {
+    // Sends a message as the other user, with the bus's own tool. Returns its exit code.
+    static int sendAsOtherUser(const std::string &address, std::vector<std::string> message) {
         std::vector<std::string> command{SETPRIV, "--reuid=" + otherUser(), "--clear-groups",
                                          DBUS_SEND, "--bus=" + address};
         command.insert(command.end(), message.begin(), message.end());
-        ChildProgram stranger(command);
-        return stranger.waitForExit();
+        ChildProgram program(command);
+        return program.waitForExit();
     }
-    static void expectNameRefusedToStranger(const std::string &address) {
-        // The stranger is on the bus, and what it is refused is the name alone.
-        EXPECT_EQ(sendAsStranger(address, {"--print-reply", "--dest=org.freedesktop.DBus", "/",
-                                           "org.freedesktop.DBus.GetId"}),
+    static void expectNameRefusedToOtherUser(const std::string &address) {
+        // The other user is on the bus, and only the name is refused to it.
+        EXPECT_EQ(sendAsOtherUser(address, {"--print-reply", "--dest=org.freedesktop.DBus", "/",
+                                            "org.freedesktop.DBus.GetId"}),
                   0);
-        EXPECT_NE(sendAsStranger(address, {"--print-reply", "--dest=org.freedesktop.DBus", "/",
-                                           "org.freedesktop.DBus.RequestName",
-                                           "string:source_service.message", "uint32:0"}),
+        EXPECT_NE(sendAsOtherUser(address, {"--print-reply", "--dest=org.freedesktop.DBus", "/",
+                                            "org.freedesktop.DBus.RequestName",
+                                            "string:source_service.message", "uint32:0"}),
                   0);
     }
     static void forgeChange(const std::string &address) {
-        sendAsStranger(address, {"--type=signal", "/x", "x.y.source_api"});
+        sendAsOtherUser(address, {"--type=signal", "/x", "x.y.source_api"});
     }
 };
 
 TEST_F(SecondUserTest, CannotTakeTheName) {
     const PolicyBus bus(currentUser());
-    expectNameRefusedToStranger(bus.address());
+    expectNameRefusedToOtherUser(bus.address());
 }
 
 TEST_F(SecondUserTest, IsNotHeard) {
@@ -198,12 +194,12 @@ TEST_F(SecondUserTest, IsNotHeard) {
     EXPECT_THAT(heard.values(), testing::ElementsAre(5));
 }
 
-// An emulated TV that strangers can reach the bus of.
+// An emulated TV whose bus other users can reach.
 class EmulatedTv {
  public:
     EmulatedTv() {
         std::filesystem::create_directory(m_root);
-        openToStrangers(m_root);
+        openToOtherUsers(m_root);
         m_emulator.emplace(std::vector<std::string>{TV_EMULATOR, "run", "--root", m_root.string(),
                                                     "--", "sh", "-c",
                                                     "echo \"$DBUS_SYSTEM_BUS_ADDRESS\"; cat"});
@@ -233,7 +229,7 @@ class EmulatedTv {
 
 TEST_F(SecondUserTest, CannotTakeTheNameFromTheEmulatedTv) {
     const EmulatedTv tv;
-    expectNameRefusedToStranger(tv.busAddress());
+    expectNameRefusedToOtherUser(tv.busAddress());
 }
 
 TEST_F(SecondUserTest, IsNotHeardOnTheEmulatedTv) {

@@ -1,18 +1,13 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// What an application gets when the service or the bus fails it, what the log says, and that the
-// next good answer works.
+// What an application gets when the service fails it, and that the next good answer works.
 
 #include <future>
 #include <memory>
 #include <optional>
 
 #include "ClientTest.h"
-
-using testing::Contains;
-using testing::ElementsAre;
-using testing::Not;
 
 namespace {
 
@@ -22,7 +17,6 @@ class ServiceFaultTest : public testing::Test {
         service.emplace(bus);
         platform.setSourceNames("[]");
         api = CSourceAPI::Get();
-        platform.clearLog();
     }
 
     std::future<bool> connectInBackground() {
@@ -30,11 +24,8 @@ class ServiceFaultTest : public testing::Test {
     }
 
     void expectNextAnswerWorks() {
-        platform.clearLog();
         EXPECT_TRUE(api->Connect(5));
         EXPECT_EQ(service->lastCall().json["data"]["SourceType"], 5);
-        EXPECT_THAT(platform.log(), Contains(Error("send success!")));
-        EXPECT_THAT(platform.log(), Contains(Info(" Return data = 1")));
     }
 
     TestBus bus;
@@ -46,9 +37,6 @@ class ServiceFaultTest : public testing::Test {
 TEST_F(ServiceFaultTest, AServiceThatIsGoneIsReportedAtOnce) {
     service.reset();
     EXPECT_FALSE(api->Connect(3));
-    EXPECT_THAT(platform.log(),
-                ElementsAre(Error("connecting source type = [3]"), Error("m_SendMessageSync"),
-                            Error("source-service server is not available yet!!!")));
     service.emplace(bus);
     expectNextAnswerWorks();
 }
@@ -59,10 +47,6 @@ TEST_F(ServiceFaultTest, AServiceThatDiesDuringACallFailsIt) {
     service->waitForCalls(1);
     g_dbus_connection_close_sync(service->connection(), nullptr, nullptr);
     EXPECT_FALSE(done.get());
-    EXPECT_THAT(platform.log(),
-                Contains(ErrorWith("Fail to invoking sync message call(")).Times(1));
-    EXPECT_THAT(platform.log(), Contains(Error("send fail!")).Times(1));
-    EXPECT_THAT(platform.log(), Not(Contains(Error("Error: no response or return_data!"))));
     service.emplace(bus);
     expectNextAnswerWorks();
 }
@@ -89,9 +73,6 @@ TEST_F(ServiceFaultTest, ALateAnswerIsAnAnswer) {
 TEST_F(ServiceFaultTest, ACallThatIsNeverAnsweredEndsWithTheBusTimeOut) {
     service->hold();
     EXPECT_FALSE(api->Connect(3));
-    EXPECT_THAT(platform.log(),
-                Contains(ErrorWith("Fail to invoking sync message call(")).Times(1));
-    EXPECT_THAT(platform.log(), Contains(Error("send fail!")).Times(1));
     service->release();  // too late, and ignored
     expectNextAnswerWorks();
 }
@@ -99,9 +80,6 @@ TEST_F(ServiceFaultTest, ACallThatIsNeverAnsweredEndsWithTheBusTimeOut) {
 TEST_F(ServiceFaultTest, AnErrorReplyFailsTheCall) {
     service->replyWithError("test.Refused", "not today");
     EXPECT_FALSE(api->Connect(3));
-    EXPECT_THAT(platform.log(), Contains(ErrorWith("Fail to invoking sync message call("
-                                                   "GDBus.Error:test.Refused: not today ")));
-    EXPECT_THAT(platform.log(), Contains(Error("send fail!")));
     service->reply(R"({"return_data":true})");
     expectNextAnswerWorks();
 }
@@ -140,9 +118,6 @@ class WrongShapeTest : public ServiceFaultTest, public testing::WithParamInterfa
 
 TEST_P(WrongShapeTest, IsNoAnswerToACommand) {
     EXPECT_FALSE(api->Connect(3));
-    EXPECT_THAT(platform.log(), Contains(Error("send success!")));
-    EXPECT_THAT(platform.log(), Contains(Info("ret_data null\n")));
-    EXPECT_THAT(platform.log(), Contains(Error("Error: no response or return_data!")));
     service->reply(R"({"return_data":true})");
     expectNextAnswerWorks();
 }
@@ -180,9 +155,6 @@ TEST_F(ServiceFaultTest, AnAnswerOf64MiBIsRefusedByTheBusAndFailsTheCall) {
     service->reply(listOfSize(64U << 20U));
     std::shared_ptr<std::multimap<int, CSourceItem>> list;
     EXPECT_FALSE(api->GetSourceList(&list));
-    EXPECT_THAT(platform.log(),
-                Contains(ErrorWith("Fail to invoking sync message call(")).Times(1));
-    EXPECT_THAT(platform.log(), Contains(Error("Failed to get sourcelist!")));
     service.emplace(bus);
     expectNextAnswerWorks();
 }
@@ -203,7 +175,7 @@ TEST_F(ServiceFaultTest, ASignalOf64MiBIsReadWhole) {
     constexpr std::size_t size = 64U << 20U;
     GVariant *const body = g_variant_ref_sink(plainBody(listOfSize(size)));
     EndpointPeer::handleSignal(":1.1", "/path", "interface", "source_api", body,
-                                     ClientPeer::endpoint());
+                               ClientPeer::endpoint());
     g_variant_unref(body);
     EXPECT_EQ(ClientPeer::list()[0]["uniqueKey"].asString().size(), size);
 }
@@ -211,9 +183,6 @@ TEST_F(ServiceFaultTest, ASignalOf64MiBIsReadWhole) {
 TEST_F(ServiceFaultTest, JsonNestedBeyondTheReadersLimitIsText) {
     service->reply(R"({"return_data":)" + std::string(5000, '[') + std::string(5000, ']') + "}");
     EXPECT_FALSE(api->Connect(3));
-    EXPECT_THAT(platform.log(), Contains(Info(" NOT JSON TYPE MESSAGE!")));
-    EXPECT_THAT(platform.log(), Contains(Error("send success!")));
-    EXPECT_THAT(platform.log(), Contains(Error("Error: no response or return_data!")));
     service->reply(R"({"return_data":true})");
     expectNextAnswerWorks();
 }
@@ -232,21 +201,12 @@ class WrongTextTest : public ServiceFaultTest, public testing::WithParamInterfac
  protected:
     WrongTextTest() { service->reply(GetParam().text); }
 
-    void expectEndOfCall() {
-        if (GetParam().throws) {
-            EXPECT_THAT(platform.log(), Contains(ErrorWith("Exception occured! [")).Times(1));
-            EXPECT_THAT(platform.log(), Contains(Error("Error: no response or return_data!")));
-        } else {
-            EXPECT_THAT(platform.log(), Not(Contains(ErrorWith("Exception occured! ["))));
-        }
-        EXPECT_EQ(peerOf(*ClientPeer::endpoint()).callsInFlight, 0U);
-    }
+    void expectEndOfCall() { EXPECT_EQ(peerOf(*ClientPeer::endpoint()).callsInFlight, 0U); }
 };
 
 TEST_P(WrongTextTest, IsNoAnswerToACommand) {
     EXPECT_FALSE(api->Connect(3));
     expectEndOfCall();
-    EXPECT_THAT(platform.log(), Contains(Error("Error: no response or return_data!")));
     service->reply(R"({"return_data":true})");
     expectNextAnswerWorks();
 }

@@ -9,9 +9,6 @@
 
 #include "ClientTest.h"
 
-using testing::Contains;
-using testing::Not;
-
 namespace {
 
 class SettingsFaultTest : public ClientTest {
@@ -46,8 +43,6 @@ class SettingsFaultTest : public ClientTest {
 TEST_F(SettingsFaultTest, AVanishedKeyFailsTheQueryAndIsReadAgain) {
     changeStore(std::nullopt);
     EXPECT_EQ(nameOf(7), std::nullopt);
-    EXPECT_THAT(platform.log(), Contains(Info("fail to get db/source-list/source-name")));
-    EXPECT_THAT(platform.log(), Contains(Error("Failed to get sourcemap!")));
     EXPECT_TRUE(ClientPeer::names().empty());
     platform.setSourceNames(names);
     EXPECT_EQ(nameOf(7), "Game");
@@ -57,8 +52,6 @@ TEST_F(SettingsFaultTest, RubbishIsAnEmptyMapThatIsNotReadAgain) {
     for (const char *rubbish : {"", "{", "rubbish", "[{]"}) {
         changeStore(rubbish);
         EXPECT_EQ(nameOf(7), std::nullopt) << rubbish;
-        EXPECT_THAT(platform.log(), Contains(Info("nothing to parse"))) << rubbish;
-        EXPECT_THAT(platform.log(), Contains(Info("get GetSourceEditName fail[7][0]")));
         EXPECT_TRUE(ClientPeer::hasNames());
         const std::size_t reads = platform.settingReads().size();
         EXPECT_EQ(nameOf(7), std::nullopt);
@@ -70,7 +63,6 @@ TEST_F(SettingsFaultTest, RubbishIsAnEmptyMapThatIsNotReadAgain) {
 TEST_F(SettingsFaultTest, JsonNestedBeyondTheReadersLimitIsRubbish) {
     changeStore(std::string(5000, '[') + std::string(5000, ']'));
     EXPECT_EQ(nameOf(7), std::nullopt);
-    EXPECT_THAT(platform.log(), Contains(Info("nothing to parse")));
     expectNextDocumentWorks();
 }
 
@@ -106,20 +98,18 @@ TEST_F(SettingsFaultTest, AWrongTypeSurfacesInTheFirstGetAndTheNextOneTriesAgain
     platform.setSourceNames(names);
     EXPECT_TRUE(CSourceAPI::Get()->Connect(3));
     EXPECT_EQ(nameOf(7), "Game");
-    EXPECT_THAT(platform.log(), Contains(Error("Created source API dbus connection!")).Times(1));
 }
 
-TEST_F(SettingsFaultTest, AWrongTypeEndsASignalAsALogLine) {
+TEST_F(SettingsFaultTest, AWrongTypeDropsTheSignal) {
     changeStore(wrongType);
     letTheBusCatchUp();
     service.emitChange(R"({"return_data":[{"sourceType":1}],"data":{"result":1}})");
     EXPECT_TRUE(deliverSignalsOf(service.connection()));
-    EXPECT_THAT(platform.log(), Contains(ErrorWith("Exception occured! [")).Times(1));
-    EXPECT_THAT(platform.log(), Not(Contains(Info("Done"))));
+    EXPECT_TRUE(ClientPeer::list().isNull());
     platform.setSourceNames(names);
     service.emitChange(R"({"return_data":[{"sourceType":2}],"data":{"result":1}})");
     EXPECT_TRUE(deliverSignalsOf(service.connection()));
-    EXPECT_THAT(platform.log(), Contains(Info("Done")));
+    EXPECT_EQ(ClientPeer::list(), parsedJson(R"([{"sourceType":2}])"));
     EXPECT_EQ(nameOf(7), "Game");
 }
 

@@ -5,7 +5,6 @@
 // killed and started again. SOAK_SECONDS stretches it to hours, SOAK_SIGNALS sets the signals a
 // second.
 #include <gtest/gtest.h>
-#include <json/json.h>
 #include <malloc.h>
 #include <unistd.h>
 
@@ -22,8 +21,6 @@
 #include <fstream>
 #include <memory>
 #include <mutex>
-#include <optional>
-#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -31,9 +28,9 @@
 #include "ChildProgram.h"
 #include "FakeService.h"
 #include "Platform.h"
+#include "SoakLoad.h"
 #include "SoakService.h"
 #include "TestBus.h"
-#include "source_api.h"
 #include "sourcelist-dotnet-api.h"
 
 namespace {
@@ -49,134 +46,7 @@ int variable(const char *name, int otherwise) {
     return value != nullptr ? std::stoi(value) : otherwise;
 }
 
-struct FreeText {
-    void operator()(char *text) const { std::free(text); }
-};
-using Text = std::unique_ptr<char, FreeText>;
-
 std::atomic<long> logLines{0};
-
-// What the threads found. A wrong answer is counted and its first example kept.
-class Findings {
- public:
-    void expect(bool right, const std::string &what) {
-        if (right) {
-            return;
-        }
-        ++m_wrong;
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        if (m_example.empty()) {
-            m_example = what;
-        }
-    }
-    long wrong() const { return m_wrong; }
-    std::string example() const {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        return m_example;
-    }
-
- private:
-    std::atomic<long> m_wrong{0};
-    mutable std::mutex m_mutex;
-    std::string m_example;
-};
-
-Findings findings;
-
-// One generation of the list names itself in every element, so that a mixture would show.
-void expectOneGeneration(const std::set<std::string> &keys) {
-    findings.expect(keys.size() <= 1, "a list mixed from several");
-}
-
-void readListAsText() {
-    const Text text(get_source_list());
-    if (!text) {
-        return;
-    }
-    const Json::Value list = parsedJson(text.get());
-    findings.expect(list.isArray() && list.size() == soakSources, text.get());
-    std::set<std::string> keys;
-    for (const Json::Value &source : list) {
-        keys.insert(source["uniqueKey"].asString());
-    }
-    expectOneGeneration(keys);
-}
-
-thread_local std::set<std::string> *recordKeys = nullptr;
-thread_local unsigned int recordCount = 0;
-
-void takeRecord(int key, sourceapi_source_item *item, bool last) {
-    findings.expect(key == item->sourceType && !last, "a record under another key");
-    findings.expect(std::string(item->editName) == "Söurce " + std::to_string(key), item->editName);
-    recordKeys->insert(item->uniqueKey);
-    ++recordCount;
-    for (char *text :
-         {item->editName, item->detectedName, item->iconPath, item->uniqueKey, item->osdText}) {
-        std::free(text);
-    }
-    std::free(item);
-}
-
-void readListAsRecords() {
-    std::set<std::string> keys;
-    recordKeys = &keys;
-    recordCount = 0;
-    if (sourceapi_get_sourcelist(takeRecord)) {
-        findings.expect(recordCount == soakSources, "a list of another length");
-    }
-    expectOneGeneration(keys);
-}
-
-void readNames(int turn) {
-    const Text name(get_edit_name(7, turn % 2));
-    const char *const expected = turn % 2 == 0 ? "Game" : "Player";
-    findings.expect(!name || std::strcmp(name.get(), expected) == 0, name ? name.get() : "");
-    const unsigned int type = get_device_type(7, 0);
-    findings.expect(type == 3 || type == 0, "device type " + std::to_string(type));
-    const unsigned int same = sourceapi_get_source_device_type(7, 1);
-    findings.expect(same == 4 || same == 0, "device type " + std::to_string(same));
-    const Text onScreen(get_source_osd_text(turn));
-    findings.expect(std::to_string(turn) == onScreen.get(), onScreen.get());
-}
-
-// The service says yes to odd source types and no to even ones.
-void sendCommands(int turn) {
-    const bool even = turn % 2 == 0;
-    const std::string key = "key" + std::to_string(turn);
-    for (const bool done :
-         {connect_source(turn), sourceapi_connect(turn),
-          connect_source_with_uniquekey(turn, key.c_str()), sourceapi_run_app(turn, key.c_str()),
-          set_edit_name(turn, "name", 0), set_device_type(turn, 5, 0),
-          set_source_detetedname_and_devicetype(turn, "name", 5, 0)}) {
-        findings.expect(!(done && even), "yes, where the service said no");
-    }
-}
-
-void readDevice(int turn) {
-    const std::string key = "usb" + std::to_string(turn);
-    const Text data(get_usb_data(key.c_str()));
-    findings.expect(!data || parsedJson(data.get())["deviceName"] == key, data ? data.get() : "");
-}
-
-// After unregistering has returned, the function is not called any more.
-struct Guest {
-    std::atomic<bool> registered{true};
-    static void call(int /*value*/, void *self) {
-        findings.expect(static_cast<Guest *>(self)->registered, "a call after unregistering");
-    }
-};
-
-void registerAndLeave(int turn) {
-    Guest guest;
-    if (turn % 2 == 0) {
-        register_sourcelist_changed_callback(Guest::call, &guest);
-        unregister_sourcelist_changed_callback(&guest);
-    } else {
-        sourceapi_register_source_api_cb(Guest::call, &guest);
-        sourceapi_unregister_source_api_cb(&guest);
-    }
-    guest.registered = false;
-}
 
 struct Process {
     long residentKiB = 0;
@@ -298,7 +168,7 @@ class Soak {
         std::printf("| seconds                        | %14d |\n", m_seconds);
         std::printf("| threads                        | %14d |\n", threadCount);
         std::printf("| rounds of every entry point    | %14ld |\n", rounds);
-        std::printf("| callbacks told                 | %14ld |\n", m_standing.calls[0].load());
+        std::printf("| callback calls                 | %14ld |\n", m_standing.calls[0].load());
         std::printf("| log lines                      | %14ld |\n", logLines.load());
         std::printf("| service kills and restarts     | %14d |\n", m_restarts.load());
         std::printf("| wrong answers                  | %14ld |\n", findings.wrong());
@@ -340,15 +210,6 @@ class Soak {
         return rest;
     }
 
-    static void useEveryEntryPoint(int turn) {
-        readListAsText();
-        readListAsRecords();
-        readNames(turn);
-        sendCommands(turn);
-        readDevice(turn);
-        registerAndLeave(turn);
-    }
-
     void work(int number) {
         for (int turn = number; !m_over; ++turn) {
             useEveryEntryPoint(turn);
@@ -375,7 +236,7 @@ class Soak {
                 std::unique_lock<std::mutex> lock(m_mutex);
                 m_wake.wait_for(lock, std::chrono::seconds(1), [] { return false; });
             }
-            // With every signal told that has come: those that wait take memory.
+            // Once all queued signals are delivered, as they take memory.
             for (const long before = m_quietMoments;
                  m_quietMoments < before + 2 && Clock::now() < limit;) {
                 std::this_thread::sleep_for(std::chrono::milliseconds(1));

@@ -31,13 +31,6 @@ class EndpointTest : public TransportTest {
         EXPECT_EQ(peerOf(server).isOpen, 0);
         EXPECT_THAT(peerOf(server).subscriptions, testing::IsEmpty());
     }
-
-    auto closeLines(const std::string &name) {
-        return testing::ElementsAre(Info("close " + name + " begin"),
-                                    Info("waiting all send message/signal finished 0d"),
-                                    Info("all send message/signal finished"),
-                                    Info("close connection and all close motion finished"));
-    }
 };
 
 #endif

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Something that one thread does and another waits for.
+// An event that one thread sets and another waits for.
 #ifndef TESTS_EVENT_H
 #define TESTS_EVENT_H
 

@@ -3,6 +3,8 @@
 
 #include "FakePlatform.h"
 
+#include <gtest/gtest.h>
+
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -53,14 +55,14 @@ std::vector<LogLine> FakePlatform::logOf(const std::string &function) const {
     return lines;
 }
 
-int FakePlatform::count(int priority, const std::string &text) const {
-    int found = 0;
+std::vector<LogLine> FakePlatform::logOfFile(const std::string &file) const {
+    std::vector<LogLine> lines;
     for (const LogLine &line : log()) {
-        if (line.priority == priority && line.text == text) {
-            ++found;
+        if (line.file == file) {
+            lines.push_back(line);
         }
     }
-    return found;
+    return lines;
 }
 
 void FakePlatform::clearLog() {
@@ -111,6 +113,11 @@ void FakePlatform::setOnScreenName(int sourceType, const std::string &name) {
     m_onScreenNames[sourceType] = name;
 }
 
+std::vector<int> FakePlatform::onScreenNameReads() const {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_onScreenNameReads;
+}
+
 void FakePlatform::record(LogLine line) {
     std::function<void(const LogLine &)> observer;
     {
@@ -144,8 +151,9 @@ int FakePlatform::wait(const std::string &event, int timeout) {
     return m_waitResult;
 }
 
-std::string FakePlatform::onScreenName(int sourceType) const {
+std::string FakePlatform::onScreenName(int sourceType) {
     const std::lock_guard<std::mutex> lock(m_mutex);
+    m_onScreenNameReads.push_back(sourceType);
     const auto name = m_onScreenNames.find(sourceType);
     return name != m_onScreenNames.end() ? name->second : "----";
 }

@@ -6,8 +6,6 @@
 #ifndef TESTS_FAKE_PLATFORM_H
 #define TESTS_FAKE_PLATFORM_H
 
-#include <gmock/gmock.h>
-
 #include <functional>
 #include <map>
 #include <mutex>
@@ -32,33 +30,15 @@ std::ostream &operator<<(std::ostream &out, const LogLine &line);
 constexpr int infoPriority = 4;
 constexpr int errorPriority = 6;
 
-// Match a log line by its level and its whole text, or a part of it.
-MATCHER_P(Info, text, "") {
-    return arg.priority == infoPriority && arg.text == text;
-}
-MATCHER_P(Error, text, "") {
-    return arg.priority == errorPriority && arg.text == text;
-}
-MATCHER_P(InfoWith, part, "") {
-    return arg.priority == infoPriority && arg.text.find(part) != std::string::npos;
-}
-MATCHER_P(ErrorWith, part, "") {
-    return arg.priority == errorPriority && arg.text.find(part) != std::string::npos;
-}
-// Matches a log line by where it was written.
-MATCHER_P2(From, file, function, "") {
-    return arg.file == file && arg.function == function;
-}
-
 class FakePlatform {
  public:
     static FakePlatform &get();
 
-    // The log since the start or the last clearLog(), in order; and the same of one function.
+    // The log since the start or the last clearLog(), in order; the lines of one function; and
+    // those of one source file.
     std::vector<LogLine> log() const;
     std::vector<LogLine> logOf(const std::string &function) const;
-    // How many lines of that level and text there are.
-    int count(int priority, const std::string &text) const;
+    std::vector<LogLine> logOfFile(const std::string &file) const;
     void clearLog();
     // Runs on the logging thread, after the line was recorded.
     void onLog(std::function<void(const LogLine &)> observer);
@@ -76,12 +56,13 @@ class FakePlatform {
 
     // On-screen names; any other type is "----".
     void setOnScreenName(int sourceType, const std::string &name);
+    std::vector<int> onScreenNameReads() const;
 
     // What the doubled functions call.
     void record(LogLine line);
     std::optional<std::string> readSetting(const std::string &key);
     int wait(const std::string &event, int timeout);
-    std::string onScreenName(int sourceType) const;
+    std::string onScreenName(int sourceType);
 
  private:
     mutable std::mutex m_mutex;
@@ -93,6 +74,7 @@ class FakePlatform {
     std::vector<std::pair<std::string, int>> m_waits;
     int m_waitResult = 0;
     std::map<int, std::string> m_onScreenNames;
+    std::vector<int> m_onScreenNameReads;
 };
 
 #endif

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // A source service for tests: a real participant of the bus that records every call made to it
-// and answers as it was told to.
+// and sends the configured replies.
 #ifndef TESTS_FAKE_SERVICE_H
 #define TESTS_FAKE_SERVICE_H
 

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Stands between the library and GLib: records what GLib is asked for, and can answer in its
-// place. The test program's definitions of some of GLib's functions win over GLib's own.
+// Records the calls that the library makes to some of GLib's functions, and can replace their
+// results. The test program's definitions of some of GLib's functions win over GLib's own.
 #ifndef TESTS_GLIB_SPY_H
 #define TESTS_GLIB_SPY_H
 

@@ -5,8 +5,6 @@
 #ifndef TESTS_METHOD_CALL_TEST_H
 #define TESTS_METHOD_CALL_TEST_H
 
-#include <string>
-
 #include "LockState.h"
 #include "TransportTest.h"
 
@@ -16,21 +14,11 @@ class MethodCallTest : public TransportTest {
         return endpoint.SendMessage("source_service", message, sync, &reply);
     }
 
-    std::string entryLine(bool sync = true) {
-        return std::string("send message to source_service(source_service.message), sync : ") +
-               (sync ? "true" : "false") + ", reply : " + pointerText(&reply) + " ";
-    }
-
     unsigned int callsInFlight() { return __atomic_load_n(&peer.callsInFlight, __ATOMIC_SEQ_CST); }
 
     void expectNothingInFlight() {
         EXPECT_EQ(callsInFlight(), 0U);
         EXPECT_TRUE(isFree(peer.mutex));
-    }
-
-    void expectOnlyLine(const std::string &text) {
-        EXPECT_THAT(platform.log(), testing::ElementsAre(testing::AllOf(
-                                        Error(text), From("SourceTCServer.cpp", "SendMessage"))));
     }
 
     SourceTCMessage reply;

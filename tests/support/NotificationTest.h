@@ -32,16 +32,6 @@ inline void run(int value, void *function) {
     (*static_cast<std::function<void(int)> *>(function))(value);
 }
 
-inline std::string shown(const void *pointer) {
-    std::array<char, 32> text{};
-    std::snprintf(text.data(), text.size(), "%p", pointer);
-    return text.data();
-}
-
-inline std::string shown(void (*function)(int, void *)) {
-    return shown(reinterpret_cast<void *>(function));
-}
-
 class NotificationTest : public ClientTest {
  protected:
     NotificationTest() {
@@ -74,11 +64,6 @@ class NotificationTest : public ClientTest {
         std::string name;
         CSourceAPI::Get()->GetSourceEditName(sourceType, name, 0);
         return name;
-    }
-    static std::string readText() {
-        const std::unique_ptr<char, decltype(&std::free)> text(CSourceAPI::Get()->GetSourceList(),
-                                                               std::free);
-        return text ? text.get() : "no list";
     }
 
     char p = 'p';

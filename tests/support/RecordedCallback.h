@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// A change callback that remembers what it was told. Register `call` with the object as user data.
+// A change callback that records its values. Register `call` with the object as user data.
 #ifndef TESTS_RECORDED_CALLBACK_H
 #define TESTS_RECORDED_CALLBACK_H
 

@@ -99,16 +99,6 @@ class SignalTest : public TransportTest {
         EndpointPeer::handleSignal(":1.7", path, interfaceName, name, owned.get(), server);
     }
 
-    std::string entryLine() const {
-        return std::string(" sender(") + g_dbus_connection_get_unique_name(service.connection()) +
-               ") object(/source_service/message) interface(source_service.message) "
-               "signal(source_api)";
-    }
-
-    static constexpr const char *directEntryLine =
-        " sender(:1.7) object(/source_service/message) interface(source_service.message) "
-        "signal(source_api)";
-
     Deliveries deliveries;
 };
 

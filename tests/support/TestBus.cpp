@@ -45,6 +45,12 @@ void TestBus::stop() {
     }
 }
 
+void TestBus::lose() {
+    const BusConnection shared = sharedConnection();
+    stop();
+    EXPECT_TRUE(iterateUntil([&] { return g_dbus_connection_is_closed(shared.get()) != FALSE; }));
+}
+
 BusConnection TestBus::connect() const {
     return connectTo(address());
 }

@@ -26,6 +26,9 @@ class TestBus {
     std::string address() const;
     // Stops the daemon, which closes every connection to it.
     void stop();
+    // The same, and returns once the connection that the library shares is closed. The main context
+    // is iterated meanwhile.
+    void lose();
     // Starts a new daemon with another address.
     void start();
     // A private connection, not shared with the library.

@@ -6,14 +6,15 @@
 #define TESTS_THREADS_H
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <future>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <utility>
 
+#include "Event.h"
 #include "FakePlatform.h"
 #include "LockState.h"
 #include "SourceTCHandler.h"
@@ -77,13 +78,13 @@ class LockHolder {
     std::thread m_thread;
 };
 
-// Waits for one line of the log.
+// Waits for the `number`th line of the log that `operation` writes from now on.
 class LogLineWaiter {
  public:
-    explicit LogLineWaiter(const std::string &text) {
-        FakePlatform::get().onLog([text, state = m_state](const LogLine &line) {
-            if (line.text == text) {
-                std::call_once(state->once, [&] { state->logged.set_value(); });
+    explicit LogLineWaiter(const std::string &operation, int number = 1) {
+        FakePlatform::get().onLog([operation, number, state = m_state](const LogLine &line) {
+            if (line.function == operation && ++state->written == number) {
+                state->event.set();
             }
         });
     }
@@ -91,15 +92,16 @@ class LogLineWaiter {
     LogLineWaiter(const LogLineWaiter &) = delete;
     LogLineWaiter &operator=(const LogLineWaiter &) = delete;
 
-    bool comes() const { return ends(m_future); }
+    // False if it was not written within the limit.
+    bool wait() const { return m_state->event.wait(); }
 
  private:
     struct State {
-        std::once_flag once;
-        std::promise<void> logged;
+        std::atomic<int> written{0};
+        Event event;
     };
+    // Shared, as a thread may still be writing a line when the waiter is destroyed.
     std::shared_ptr<State> m_state = std::make_shared<State>();
-    std::future<void> m_future = m_state->logged.get_future();
 };
 
 #endif

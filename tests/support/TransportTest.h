@@ -1,15 +1,14 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The ground that tests of the endpoint stand on: a bus, a source service on it, and an endpoint
-// of the client's name and kind that is not open yet.
+// The fixture of the endpoint's tests: a bus, a source service on it, and an endpoint of the
+// client's name and kind that is not open yet.
 #ifndef TESTS_TRANSPORT_TEST_H
 #define TESTS_TRANSPORT_TEST_H
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
-#include <array>
-#include <cstdio>
+#include <memory>
 #include <stdexcept>
 #include <string>
 
@@ -20,18 +19,11 @@
 #include "TestBus.h"
 #include "Threads.h"
 
-// A pointer as the log shows it.
-inline std::string pointerText(const void *pointer) {
-    std::array<char, 32> text{};
-    std::snprintf(text.data(), text.size(), "%p", pointer);
-    return text.data();
-}
-
 class TransportTest : public testing::Test {
  protected:
     ~TransportTest() override {
         endpoint.CloseDBusProxy();
-        // The service takes its leave over the bus.
+        // The service releases its name over the bus.
         glib.answerCalls(nullptr);
     }
 
@@ -44,15 +36,13 @@ class TransportTest : public testing::Test {
     // Opens the endpoint, ends the bus and waits until the endpoint's connection has noticed.
     void openOnALostBus() {
         open();
-        GDBusConnection *const connection = peer.connection;
-        bus.stop();
-        ASSERT_TRUE(iterateUntil([=] { return g_dbus_connection_is_closed(connection) != FALSE; }));
+        bus.lose();
     }
 
-    // From now on, an exception leaves the library's line of that text.
-    void throwAtLine(const std::string &text) {
-        platform.onLog([text](const LogLine &line) {
-            if (line.text.find(text) == 0) {
+    // The `number`th line of the log that `operation` writes from now on throws.
+    void throwAtLine(const std::string &operation, int number = 1) {
+        platform.onLog([operation, left = std::make_shared<int>(number)](const LogLine &line) {
+            if (line.function == operation && --*left == 0) {
                 FakePlatform::get().onLog(nullptr);
                 throw std::runtime_error("from the log");
             }

@@ -13,7 +13,6 @@
 #include "MethodCallTest.h"
 #include "Threads.h"
 
-using testing::ElementsAre;
 using testing::SizeIs;
 
 namespace {
@@ -51,9 +50,9 @@ TEST_F(ConcurrentCallsTest, ClosingWaitsForCallsInFlightAndTurnsNewOnesAway) {
     service.hold();
     auto sending = onThread([&] { return send(); });
     service.waitForCalls(1);
-    const LogLineWaiter waiting("waiting all send message/signal finished 1d");
+    const LogLineWaiter waiting("CloseDBusServer", 2);
     const auto closing = onThread([&] { endpoint.CloseDBusProxy(); });
-    ASSERT_TRUE(waiting.comes());
+    ASSERT_TRUE(waiting.wait());
 
     SourceTCMessage lateReply;
     EXPECT_EQ(endpoint.SendMessage("source_service", nullptr, true, &lateReply), 0);
@@ -65,12 +64,6 @@ TEST_F(ConcurrentCallsTest, ClosingWaitsForCallsInFlightAndTurnsNewOnesAway) {
     ASSERT_TRUE(ends(closing));
     EXPECT_EQ(peer.connection, nullptr);
     EXPECT_THAT(service.calls(), SizeIs(1));
-    EXPECT_THAT(platform.log(),
-                ElementsAre(Error(entryLine()), Info("close source_api begin"),
-                            Info("waiting all send message/signal finished 1d"),
-                            Error("Server is going to be closed!"), Info("(suss)"),
-                            Error("send success!"), Info("all send message/signal finished"),
-                            Info("close connection and all close motion finished")));
 }
 
 TEST_F(ConcurrentCallsTest, SubscribingWhileTheEndpointClosesWaitsAndFindsItClosed) {
@@ -78,15 +71,13 @@ TEST_F(ConcurrentCallsTest, SubscribingWhileTheEndpointClosesWaitsAndFindsItClos
     service.hold();
     auto sending = onThread([&] { return send(); });
     service.waitForCalls(1);
-    const LogLineWaiter waiting("waiting all send message/signal finished 1d");
+    const LogLineWaiter waiting("CloseDBusServer", 2);
     const auto closing = onThread([&] { endpoint.CloseDBusProxy(); });
-    ASSERT_TRUE(waiting.comes());
+    ASSERT_TRUE(waiting.wait());
     auto subscribing = onThread([&] { return endpoint.SubscribeSignal("late", nullptr, nullptr); });
     EXPECT_TRUE(staysBlocked(subscribing));
     service.release();
     EXPECT_EQ(subscribing.get(), 0);
-    EXPECT_THAT(platform.logOf("SubscribeSignal"),
-                ElementsAre(Error("dbus connection is not open")));
     EXPECT_TRUE(ends(closing));
     EXPECT_EQ(sending.get(), 1);
 }

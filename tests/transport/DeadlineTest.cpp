@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // The deadlines of timed waits, for any reading of the clock and any time-out.
+#include <gmock/gmock.h>
+
 #include <climits>
 #include <future>
 #include <mutex>

@@ -9,9 +9,6 @@
 #include "LockState.h"
 #include "Threads.h"
 
-using testing::AllOf;
-using testing::Contains;
-using testing::Each;
 using testing::ElementsAre;
 using testing::Key;
 
@@ -25,8 +22,6 @@ TEST_F(EndpointClosingTest, ClosingReleasesTheConnection) {
     open();
     const auto connectionEnded = endOf(peer.connection);
     endpoint.CloseDBusProxy();
-    EXPECT_THAT(platform.log(), closeLines("source_api"));
-    EXPECT_THAT(platform.log(), Each(From("SourceTCServer.cpp", "CloseDBusServer")));
     expectClosed(endpoint);
     EXPECT_TRUE(ends(connectionEnded));
     EXPECT_TRUE(isFree(peer.mutex));
@@ -39,10 +34,8 @@ TEST_F(EndpointClosingTest, ClosingLeavesTheSharedConnectionOpenForOthers) {
     EXPECT_EQ(g_dbus_connection_is_closed(shared.get()), FALSE);
 }
 
-TEST_F(EndpointClosingTest, ClosingOneThatWasNeverOpenedOnlyLogs) {
+TEST_F(EndpointClosingTest, ClosingOneThatWasNeverOpenedDoesNothing) {
     endpoint.CloseDBusProxy();
-    EXPECT_THAT(platform.log(),
-                ElementsAre(Info("close source_api begin"), Info("source_api has closed.")));
     expectClosed(endpoint);
     EXPECT_TRUE(isFree(peer.mutex));
 }
@@ -57,13 +50,11 @@ TEST_F(EndpointClosingTest, ClosingWithoutAConnectionChangesNothing) {
     EXPECT_EQ(peer.callsInFlight, 3U);
 }
 
-TEST_F(EndpointClosingTest, ClosingTwiceOnlyLogsTheSecondTime) {
+TEST_F(EndpointClosingTest, ClosingTwiceDoesNothingTheSecondTime) {
     open();
     endpoint.CloseDBusProxy();
-    platform.clearLog();
     endpoint.CloseDBusProxy();
-    EXPECT_THAT(platform.log(),
-                ElementsAre(Info("close source_api begin"), Info("source_api has closed.")));
+    expectClosed(endpoint);
 }
 
 TEST_F(EndpointClosingTest, CanBeOpenedAgainOnceClosed) {
@@ -77,9 +68,7 @@ TEST_F(EndpointClosingTest, CanBeOpenedAgainOnceClosed) {
 TEST_F(EndpointClosingTest, ClosingWorksOnALostBus) {
     openOnALostBus();
     ASSERT_EQ(endpoint.SubscribeSignal("source_api", ignoreSignal, nullptr), 0);
-    platform.clearLog();
     endpoint.CloseDBusProxy();
-    EXPECT_THAT(platform.log(), closeLines("source_api"));
     expectClosed(endpoint);
 }
 
@@ -108,7 +97,6 @@ TEST_F(EndpointClosingTest, ClosingOneOfAnotherKindRemovesItsOwnNameFromTheRegis
     registry["server"] = &server;
     registry["another"] = nullptr;
     ASSERT_EQ(server.CreateDBusServer(), 1);
-    EXPECT_THAT(platform.log(), Contains(Info("m_CreateDBus type: 1")));
     server.CloseDBusServer();
     expectClosed(server);
     EXPECT_THAT(registry, ElementsAre(Key("another")));
@@ -125,7 +113,7 @@ TEST_F(EndpointClosingTest, ClosingAProxyLeavesTheRegistryAlone) {
     registry.clear();
 }
 
-TEST_F(EndpointClosingTest, ClosingGivesBackNameObjectAndDescription) {
+TEST_F(EndpointClosingTest, ClosingReleasesNameObjectAndDescription) {
     constexpr const char *description = "<node><interface name='test.Object'/></node>";
     constexpr const char *path = "/test/object";
     open();
@@ -163,12 +151,12 @@ TEST_F(EndpointClosingTest, ClosingGivesBackNameObjectAndDescription) {
     EXPECT_EQ(endpoint.IsServiceAvailable("test_server"), 0);
 }
 
-TEST_F(EndpointClosingTest, ClosingWaitsForTheLockAfterItsFirstLine) {
+TEST_F(EndpointClosingTest, ClosingWaitsForTheLock) {
     open();
     LockHolder held(peer.mutex);
     const auto closing = onThread([&] { endpoint.CloseDBusProxy(); });
     EXPECT_TRUE(staysBlocked(closing));
-    EXPECT_THAT(platform.log(), ElementsAre(Info("close source_api begin")));
+    EXPECT_NE(peer.connection, nullptr);
     held.release();
     EXPECT_TRUE(ends(closing));
     expectClosed(endpoint);
@@ -176,7 +164,7 @@ TEST_F(EndpointClosingTest, ClosingWaitsForTheLockAfterItsFirstLine) {
 
 TEST_F(EndpointClosingTest, AnExceptionWhileClosingReleasesTheLock) {
     open();
-    throwAtLine("waiting all send");
+    throwAtLine("CloseDBusServer", 2);
     EXPECT_THROW(endpoint.CloseDBusProxy(), std::runtime_error);
     EXPECT_TRUE(isFree(peer.mutex));
 }
@@ -185,12 +173,8 @@ TEST_F(EndpointClosingTest, DestructionDoesNotCloseTheConnection) {
     auto abandoned = std::make_unique<SourceTCServer>("abandoned", SourceTCServer::PROXY);
     ASSERT_EQ(abandoned->CreateDBusProxy(), 1);
     const BusConnection reference(peerOf(*abandoned).connection);
-    platform.clearLog();
     abandoned.reset();
     EXPECT_EQ(g_dbus_connection_is_closed(reference.get()), FALSE);
-    EXPECT_THAT(platform.log(),
-                ElementsAre(AllOf(Error(""), From("SourceTCHandler.cpp", "Destroy"))))
-        << "its lock only";
 }
 
 TEST_F(EndpointClosingTest, DestructionLeavesTheRecordsOfSubscriptionsAlone) {

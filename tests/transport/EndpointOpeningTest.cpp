@@ -11,8 +11,6 @@
 #include "LockState.h"
 #include "Threads.h"
 
-using testing::AllOf;
-using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
@@ -24,12 +22,6 @@ TEST_F(EndpointOpeningTest, OpeningHoldsTheSharedSystemBusConnection) {
     EXPECT_EQ(endpoint.CreateDBusProxy(), 1);
     EXPECT_EQ(peer.isOpen, 1);
     EXPECT_EQ(peer.connection, sharedConnection().get());
-    EXPECT_THAT(
-        platform.log(),
-        ElementsAre(
-            AllOf(Info("m_CreateDBus type: 2"), From("SourceTCServer.cpp", "CreateDBusServer")),
-            AllOf(Info("Get dbus connection success : " + pointerText(peer.connection)),
-                  From("SourceTCServer.cpp", "CreateDBusServer"))));
     EXPECT_TRUE(isFree(peer.mutex));
 }
 
@@ -46,31 +38,20 @@ TEST_F(EndpointOpeningTest, OpeningTwiceReturnsOneAndMakesOneConnection) {
     EXPECT_EQ(endpoint.CreateDBusProxy(), 1);
     EXPECT_EQ(endpoint.CreateDBusServer(), 1);
     EXPECT_EQ(peer.connection, connection);
-    EXPECT_THAT(platform.log(),
-                ElementsAre(Info("m_CreateDBus type: 2"), Info("m_CreateDBus type: 2")));
     endpoint.CloseDBusProxy();
     EXPECT_TRUE(ends(connectionEnded)) << "it held more than one reference";
 }
 
-TEST_F(EndpointOpeningTest, AFailureToOpenIsLoggedWithItsError) {
+TEST_F(EndpointOpeningTest, AFailureToOpenLeavesItClosed) {
     g_setenv("DBUS_SYSTEM_BUS_ADDRESS", "nonsense", TRUE);
-    GError *failure = nullptr;
-    EXPECT_EQ(g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, &failure), nullptr);
-    const std::unique_ptr<GError, decltype(&g_error_free)> error(failure, g_error_free);
     EXPECT_EQ(endpoint.CreateDBusProxy(), 0);
-    EXPECT_THAT(platform.log(),
-                ElementsAre(Info("m_CreateDBus type: 2"), Error("get dbus connection fail!"),
-                            Error("(" + std::string(error->message) + " " +
-                                  std::to_string(error->code) + ")")));
     expectClosed(endpoint);
     EXPECT_TRUE(isFree(peer.mutex));
 }
 
-TEST_F(EndpointOpeningTest, AFailureWithoutAnErrorIsLoggedInOneLine) {
+TEST_F(EndpointOpeningTest, AFailureWithoutAnErrorLeavesItClosed) {
     glib.refuseConnections();
     EXPECT_EQ(endpoint.CreateDBusServer(), 0);
-    EXPECT_THAT(platform.log(),
-                ElementsAre(Info("m_CreateDBus type: 2"), Error("get dbus connection fail!")));
     expectClosed(endpoint);
 }
 
@@ -112,7 +93,7 @@ TEST_F(EndpointOpeningTest, TheProbeAsksTheBusDaemon) {
     EXPECT_EQ(probes[0].cancellable, nullptr);
 }
 
-TEST_F(EndpointOpeningTest, NoNameIsNotAvailableAndNotLogged) {
+TEST_F(EndpointOpeningTest, NoNameIsNotAvailable) {
     EXPECT_EQ(endpoint.IsServiceAvailable(nullptr), 0);
     open();
     EXPECT_EQ(endpoint.IsServiceAvailable(nullptr), 0);
@@ -122,28 +103,21 @@ TEST_F(EndpointOpeningTest, NoNameIsNotAvailableAndNotLogged) {
 
 TEST_F(EndpointOpeningTest, NothingIsAvailableThroughAClosedEndpoint) {
     EXPECT_EQ(endpoint.IsServiceAvailable("source_service"), 0);
-    EXPECT_THAT(platform.log(),
-                ElementsAre(AllOf(Error("dbus connection is not open"),
-                                  From("SourceTCServer.cpp", "IsServiceAvailable"))));
 }
 
 TEST_F(EndpointOpeningTest, NothingIsAvailableOnALostBus) {
     openOnALostBus();
     EXPECT_EQ(endpoint.IsServiceAvailable("source_service"), 0);
-    EXPECT_THAT(platform.log(), ElementsAre(Error("dbus connection is not open")));
     EXPECT_THAT(glib.callsOf("NameHasOwner"), IsEmpty());
 }
 
-TEST_F(EndpointOpeningTest, AProbeThatFailsIsLoggedWithItsError) {
+TEST_F(EndpointOpeningTest, AProbeThatFailsFindsNothing) {
     open();
     glib.answerCalls([](GError **error) -> GVariant * {
         g_set_error_literal(error, G_IO_ERROR, 24, "it took too long");
         return nullptr;
     });
     EXPECT_EQ(endpoint.IsServiceAvailable("source_service"), 0);
-    EXPECT_THAT(platform.log(),
-                ElementsAre(AllOf(Error("sync call fail (it took too long, 24)"),
-                                  From("SourceTCServer.cpp", "IsServiceAvailable"))));
 }
 
 TEST_F(EndpointOpeningTest, AProbeWithoutAnyAnswerFailsSilently) {
@@ -169,7 +143,7 @@ TEST_F(EndpointOpeningTest, OpeningWaitsForTheLock) {
 }
 
 TEST_F(EndpointOpeningTest, AnExceptionWhileOpeningReleasesTheLock) {
-    throwAtLine("m_CreateDBus type");
+    throwAtLine("CreateDBusServer");
     EXPECT_THROW(endpoint.CreateDBusProxy(), std::runtime_error);
     EXPECT_TRUE(isFree(peer.mutex));
 }

@@ -8,8 +8,6 @@
 #include "MethodCallTest.h"
 #include "Threads.h"
 
-using testing::Each;
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace {
@@ -19,34 +17,15 @@ class MethodCallFailureTest : public MethodCallTest {};
 TEST_F(MethodCallFailureTest, WithoutAPeersNameItFails) {
     open();
     EXPECT_EQ(endpoint.SendMessage(nullptr, nullptr, true, &reply), 0);
-    expectOnlyLine("No dest information");
-    platform.clearLog();
     EXPECT_EQ(endpoint.SendMessage("", nullptr, true, &reply), 0);
-    expectOnlyLine("No dest information");
     EXPECT_THAT(service.calls(), IsEmpty());
     expectNothingInFlight();
-}
-
-TEST_F(MethodCallFailureTest, ThePeersNameIsLookedAtBeforeTheLock) {
-    const LockHolder held(peer.mutex);
-    EXPECT_EQ(endpoint.SendMessage("", nullptr, true, &reply), 0);
-    expectOnlyLine("No dest information");
-}
-
-TEST_F(MethodCallFailureTest, TheLockIsLookedAtBeforeTheConnection) {
-    const LockHolder held(peer.mutex);
-    EXPECT_EQ(send(), 0);
-    expectOnlyLine("Server is going to be closed!");
 }
 
 TEST_F(MethodCallFailureTest, GivesUpAfterAMillisecondWhileTheLockIsHeld) {
     open();
     const LockHolder held(peer.mutex);
-    const gint64 shortest = shortestTimeOf([&] {
-        platform.clearLog();
-        EXPECT_EQ(send(), 0);
-        expectOnlyLine("Server is going to be closed!");
-    });
+    const gint64 shortest = shortestTimeOf([&] { EXPECT_EQ(send(), 0); });
     EXPECT_GE(shortest, 1000);
     EXPECT_LT(shortest, G_USEC_PER_SEC / 2) << "1000 of a larger unit is a second at least";
     EXPECT_EQ(callsInFlight(), 0U);
@@ -64,42 +43,27 @@ TEST_F(MethodCallFailureTest, TheThreadThatHoldsTheLockMaySendAndKeepsTheLock) {
 
 TEST_F(MethodCallFailureTest, OnAClosedEndpointItFails) {
     EXPECT_EQ(send(), 0);
-    expectOnlyLine("dbus connection is not open");
     expectNothingInFlight();
 }
 
 TEST_F(MethodCallFailureTest, OnALostBusItFails) {
     openOnALostBus();
     EXPECT_EQ(send(), 0);
-    expectOnlyLine("dbus connection is not open");
     expectNothingInFlight();
 }
 
-TEST_F(MethodCallFailureTest, AnErrorFromThePeerIsLoggedWithItsMessageAndCode) {
+TEST_F(MethodCallFailureTest, AnErrorFromThePeerFailsTheCall) {
     open();
     service.replyWithError("test.Error.Broken", "it broke");
     reply.SetMessage(R"({"old":true})");
     EXPECT_EQ(send(), 0);
-    EXPECT_THAT(platform.log(),
-                ElementsAre(Error(entryLine()),
-                            Error("Fail to invoking sync message call(GDBus.Error:test.Error."
-                                  "Broken: it broke " +
-                                  std::to_string(G_IO_ERROR_DBUS_ERROR) + ")"),
-                            Error("send fail!")));
-    EXPECT_THAT(platform.log(), Each(From("SourceTCServer.cpp", "SendMessage")));
     EXPECT_EQ(reply.m_Message, R"({"old":true})") << "the reply is left alone";
     expectNothingInFlight();
 }
 
 TEST_F(MethodCallFailureTest, APeerThatIsNotThereIsAFailedCall) {
     open();
-    EXPECT_EQ(endpoint.SendMessage("nobody", nullptr, true, &reply), 0);
-    EXPECT_THAT(
-        platform.log(),
-        ElementsAre(ErrorWith("send message to nobody(nobody.message)"),
-                    ErrorWith("Fail to invoking sync message call(GDBus.Error:org.freedesktop."
-                              "DBus.Error.ServiceUnknown"),
-                    Error("send fail!")));
+    EXPECT_EQ(endpoint.SendMessage("missing", nullptr, true, &reply), 0);
     expectNothingInFlight();
 }
 
@@ -110,9 +74,6 @@ TEST_F(MethodCallFailureTest, ABusThatIsLostDuringACallFailsIt) {
     service.waitForCalls(1);
     bus.stop();
     EXPECT_EQ(sending.get(), 0);
-    EXPECT_THAT(platform.log(),
-                ElementsAre(Error(entryLine()), ErrorWith("Fail to invoking sync message call("),
-                            Error("send fail!")));
     expectNothingInFlight();
 }
 
@@ -122,14 +83,12 @@ TEST_F(MethodCallFailureTest, ANameThatCannotBeABusNameFailsWithoutAnError) {
         const ExpectedCritical refused;
         EXPECT_EQ(endpoint.SendMessage("1st", nullptr, true, &reply), 0);
     }
-    EXPECT_THAT(platform.log(),
-                ElementsAre(ErrorWith("send message to 1st(1st.message)"), Error("send fail!")));
     expectNothingInFlight();
 }
 
 TEST_F(MethodCallFailureTest, AnExceptionBeforeTheCallCountsItDown) {
     open();
-    throwAtLine("send message to");
+    throwAtLine("SendMessage");
     EXPECT_THROW(send(), std::runtime_error);
     EXPECT_THAT(service.calls(), IsEmpty());
     expectNothingInFlight();

@@ -10,8 +10,6 @@
 #include "SourceApiPeer.h"
 #include "Threads.h"
 
-using testing::AllOf;
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace {
@@ -149,8 +147,6 @@ TEST_F(MutexTest, DestroyingTwiceIsHarmless) {
     mutex.Destroy();
     mutex.Destroy();
     EXPECT_EQ(semaphore.mutex, nullptr);
-    EXPECT_THAT(platform.log(),
-                ElementsAre(AllOf(Error(""), From("SourceTCHandler.cpp", "Destroy"))));
 }
 
 TEST_F(MutexTest, DestroyingWhatWasNeverCreatedDoesNothing) {
@@ -161,11 +157,10 @@ TEST_F(MutexTest, DestroyingWhatWasNeverCreatedDoesNothing) {
     EXPECT_THAT(platform.log(), IsEmpty());
 }
 
-TEST_F(MutexTest, TryOnALockThatWasNeverCreatedFailsAndSaysWhy) {
+TEST_F(MutexTest, TryOnALockThatWasNeverCreatedFails) {
     SourceTCMutex unused;
     EXPECT_EQ(unused.Try(1000), 0);
     EXPECT_EQ(peerOf(unused).owner, nullptr);
-    EXPECT_THAT(platform.log(), ElementsAre(Error("m_EventMutex is NULL")));
 }
 
 TEST_F(MutexTest, CreateWithoutMemoryReportsSuccess) {
@@ -175,7 +170,6 @@ TEST_F(MutexTest, CreateWithoutMemoryReportsSuccess) {
         EXPECT_EQ(poor.Create(), 1);
         EXPECT_TRUE(failure.happened());
     }
-    EXPECT_THAT(platform.log(), ElementsAre(Error("can't allocate memory")));
     EXPECT_EQ(peerOf(poor).owner, nullptr);
     EXPECT_EQ(poor.Try(0), 0);
     poor.Destroy();

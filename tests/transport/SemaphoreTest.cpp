@@ -13,7 +13,6 @@
 #include "SourceApiPeer.h"
 #include "Threads.h"
 
-using testing::AllOf;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
@@ -214,20 +213,17 @@ TEST_F(SemaphoreTest, TryWithoutLimitWaitsAsTakeDoes) {
     EXPECT_EQ(peer.count, 0);
 }
 
-TEST_F(SemaphoreTest, TryWithALimitReportsAMissingMutex) {
+TEST_F(SemaphoreTest, TryWithALimitFailsWithoutAMutex) {
     EXPECT_EQ(semaphore.Try(1000), 0);
-    EXPECT_THAT(platform.log(), ElementsAre(AllOf(Error("m_EventMutex is NULL"),
-                                                  From("SourceTCHandler.cpp", "Try"))));
 }
 
-TEST_F(SemaphoreTest, LargestFiniteTimeoutStillReportsAMissingMutex) {
+TEST_F(SemaphoreTest, LargestFiniteTimeoutStillFailsWithoutAMutex) {
     EXPECT_EQ(semaphore.Try(TKestrel_INFINITY - 1UL), 0);
-    EXPECT_THAT(platform.log(), ElementsAre(Error("m_EventMutex is NULL")));
 }
 
 class SemaphoreDeathTest : public SemaphoreTest {
  protected:
-    // The crash is expected: nobody wants to look into it.
+    // The crash is expected, so it needs no core file.
     static void withoutCoreFile() {
         const rlimit none{0, 0};
         setrlimit(RLIMIT_CORE, &none);
@@ -254,11 +250,9 @@ TEST_F(SemaphoreDeathTest, DestroyingTwiceIsFatal) {
         "");
 }
 
-TEST_F(SemaphoreTest, DestroyLogsAnEmptyTextAndNullsThePointers) {
+TEST_F(SemaphoreTest, DestroyNullsThePointers) {
     semaphore.Create(1);
     semaphore.Destroy();
-    EXPECT_THAT(platform.log(),
-                ElementsAre(AllOf(Error(""), From("SourceTCHandler.cpp", "Destroy"))));
     EXPECT_EQ(peer.mutex, nullptr);
     EXPECT_EQ(peer.condition, nullptr);
 }
@@ -292,14 +286,12 @@ TEST_F(SemaphoreTest, TheDestructorReleasesNothing) {
 
 class SemaphoreWithoutMemoryTest : public SemaphoreTest, public testing::WithParamInterface<int> {};
 
-TEST_P(SemaphoreWithoutMemoryTest, CreateLogsButReportsSuccessAndLeavesBothPointersNull) {
+TEST_P(SemaphoreWithoutMemoryTest, CreateReportsSuccessAndLeavesBothPointersNull) {
     {
         const AllocationFailure failure(GetParam());
         EXPECT_EQ(semaphore.Create(1), 1);
         EXPECT_TRUE(failure.happened());
     }
-    EXPECT_THAT(platform.log(), ElementsAre(AllOf(Error("can't allocate memory"),
-                                                  From("SourceTCHandler.cpp", "Create"))));
     EXPECT_EQ(peer.mutex, nullptr);
     EXPECT_EQ(peer.condition, nullptr);
     EXPECT_EQ(semaphore.Try(0), 0);

@@ -11,18 +11,15 @@
 #include "SignalTest.h"
 #include "Threads.h"
 
-using testing::AllOf;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::Not;
 using testing::SizeIs;
 
 namespace {
 
 class SignalDeliveryTest : public SignalTest {};
 
-TEST_F(SignalDeliveryTest, ASignalReachesItsCallbackAndIsLoggedInOrder) {
+TEST_F(SignalDeliveryTest, ASignalReachesItsCallback) {
     subscribe();
     emitAndDeliver(plainBody(R"({"a":1})", 4294967295U, "auxiliary"));
     ASSERT_THAT(deliveries, SizeIs(1));
@@ -34,25 +31,19 @@ TEST_F(SignalDeliveryTest, ASignalReachesItsCallbackAndIsLoggedInOrder) {
     EXPECT_EQ(delivery.number, 4294967295U);
     EXPECT_EQ(delivery.auxText, "auxiliary");
     EXPECT_THAT(delivery.buffer, IsEmpty());
-    EXPECT_THAT(
-        platform.log(),
-        ElementsAre(AllOf(Error(entryLine()), From("SourceTCServer.cpp", "m_DSignalHandler")),
-                    AllOf(Info("begin to analyze signal of source_api"),
-                          From("SourceTCServer.cpp", "m_DSignalHandler")),
-                    AllOf(Info("(suss)"), From("SourceTCServer.cpp", "m_AnalyseMsg"))));
 }
 
 TEST_F(SignalDeliveryTest, AnySenderObjectInterfaceAndFirstArgumentWillDo) {
     subscribe();
-    const FakeService stranger(bus, "a.stranger");
+    const FakeService other(bus, "another.service");
     emit(signalName, plainBody("{}"), "/", "test.One");
-    emit(signalName, g_variant_new("(suss)", "anybody", 0U, "", "{}"), "/test/two", "test.Two");
+    emit(signalName, g_variant_new("(suss)", "any sender", 0U, "", "{}"), "/test/two", "test.Two");
     deliver();
-    ASSERT_TRUE(g_dbus_connection_emit_signal(stranger.connection(), nullptr, "/test/three",
+    ASSERT_TRUE(g_dbus_connection_emit_signal(other.connection(), nullptr, "/test/three",
                                               "test.Three", signalName, plainBody("{}"), nullptr));
-    ASSERT_TRUE(deliverSignalsOf(stranger.connection()));
+    ASSERT_TRUE(deliverSignalsOf(other.connection()));
     ASSERT_THAT(deliveries, SizeIs(3));
-    EXPECT_EQ(deliveries[1].sender, "anybody");
+    EXPECT_EQ(deliveries[1].sender, "any sender");
 }
 
 TEST_F(SignalDeliveryTest, ASignalOfAnotherMemberIsNotDelivered) {
@@ -105,7 +96,6 @@ TEST_F(SignalDeliveryTest, TextThatIsNotJsonIsDeliveredAsText) {
     ASSERT_THAT(deliveries, SizeIs(1));
     EXPECT_EQ(deliveries[0].text, "two words");
     EXPECT_TRUE(deliveries[0].json.isNull());
-    EXPECT_THAT(platform.log(), Contains(Info(" NOT JSON TYPE MESSAGE!")));
 }
 
 TEST_F(SignalDeliveryTest, JsonNestedTooDeeplyIsDeliveredAsText) {
@@ -115,7 +105,6 @@ TEST_F(SignalDeliveryTest, JsonNestedTooDeeplyIsDeliveredAsText) {
     ASSERT_THAT(deliveries, SizeIs(1));
     EXPECT_EQ(deliveries[0].text, deep);
     EXPECT_TRUE(deliveries[0].json.isNull());
-    EXPECT_THAT(platform.log(), Not(Contains(ErrorWith("Exception occured"))));
 }
 
 TEST_F(SignalDeliveryTest, ABodyOfAnotherTypeIsDeliveredEmptyAndWithoutASender) {
@@ -129,19 +118,12 @@ TEST_F(SignalDeliveryTest, ABodyOfAnotherTypeIsDeliveredEmptyAndWithoutASender) 
     EXPECT_EQ(deliveries[0].number, 0U);
     EXPECT_EQ(deliveries[0].auxText, "");
     EXPECT_THAT(deliveries[0].buffer, IsEmpty());
-    EXPECT_THAT(platform.log(),
-                ElementsAre(Error(entryLine()), Info("begin to analyze signal of source_api"),
-                            Info("(i)")));
 }
 
-TEST_F(SignalDeliveryTest, WithoutACallbackTheSignalIsDroppedAfterItsLines) {
+TEST_F(SignalDeliveryTest, WithoutACallbackTheSignalIsDropped) {
     subscribe(nullptr);
     emitAndDeliver(plainBody("{}"));
-    EXPECT_THAT(platform.log(),
-                ElementsAre(Error(entryLine()), Info("begin to analyze signal of source_api"),
-                            Info("(suss)"),
-                            AllOf(Info("no registered callback of source_api"),
-                                  From("SourceTCServer.cpp", "m_DSignalHandler"))));
+    EXPECT_THAT(deliveries, IsEmpty());
 }
 
 TEST_F(SignalDeliveryTest, EveryDeliveryHasAMessageOfItsOwn) {
@@ -235,19 +217,16 @@ TEST_F(SignalDeliveryTest, ASignalThatWaitsForTheMainContextIsLostWithTheSubscri
     EXPECT_THAT(deliveries, IsEmpty());
 }
 
-TEST_F(SignalDeliveryTest, ASubscriptionLeftBehindCallsNobodyOnceTheEndpointIsClosed) {
+TEST_F(SignalDeliveryTest, AnOlderSubscriptionDeliversNothingOnceTheEndpointIsClosed) {
     subscribe();
     ASSERT_EQ(endpoint.SubscribeSignal(signalName, note, &deliveries), 1);
     const BusConnection shared = sharedConnection();
     endpoint.CloseDBusProxy();
-    platform.clearLog();
     emitAndDeliver(plainBody("{}"));
     EXPECT_THAT(deliveries, IsEmpty());
-    EXPECT_THAT(platform.log(),
-                ElementsAre(Error(entryLine()), Info("no register info of source_api")));
 }
 
-TEST_F(SignalDeliveryTest, ASubscriptionLeftBehindCallsNobodyOnceTheEndpointIsDead) {
+TEST_F(SignalDeliveryTest, AnOlderSubscriptionDeliversNothingOnceTheEndpointIsDestroyed) {
     const BusConnection shared = sharedConnection();
     auto mortal = std::make_unique<SourceTCServer>("mortal", SourceTCServer::PROXY);
     ASSERT_EQ(mortal->CreateDBusProxy(), 1);
@@ -256,11 +235,8 @@ TEST_F(SignalDeliveryTest, ASubscriptionLeftBehindCallsNobodyOnceTheEndpointIsDe
     }
     mortal->CloseDBusProxy();
     mortal.reset();
-    platform.clearLog();
     emitAndDeliver(plainBody("{}"));
     EXPECT_THAT(deliveries, IsEmpty());
-    EXPECT_THAT(platform.log(),
-                ElementsAre(Error(entryLine()), Info("no register info of source_api")));
 }
 
 TEST_F(SignalDeliveryTest, TheEndpointMayCloseOnAnotherThreadWhileSignalsArrive) {

@@ -8,9 +8,9 @@
 
 namespace {
 
-class LeavingTest : public testing::Test {
+class ExitAndUnloadTest : public testing::Test {
  protected:
-    ChildProgram leave(const char *moment) { return ChildProgram({LEAVING_PROGRAM, moment}); }
+    ChildProgram start(const char *scene) { return ChildProgram({EXIT_AND_UNLOAD_PROGRAM, scene}); }
 
     void emitChanges(int count) {
         for (int number = 1; number <= count; ++number) {
@@ -26,18 +26,18 @@ class LeavingTest : public testing::Test {
     FakeService service{bus};
 };
 
-TEST_F(LeavingTest, ExitDoesNotWaitForACallInFlight) {
+TEST_F(ExitAndUnloadTest, ExitDoesNotWaitForACallInFlight) {
     service.hold();
-    ChildProgram program = leave("exit-during-call");
+    ChildProgram program = start("exit-during-call");
     EXPECT_EQ(program.readLine(), "ready");
     service.waitForCalls(1);
     program.writeLine("go");
     EXPECT_EQ(program.waitForExit(), 0) << program.errors();
 }
 
-TEST_F(LeavingTest, ACallInFlightEndsSafelyAfterTheLibraryWasUnloaded) {
+TEST_F(ExitAndUnloadTest, ACallInFlightEndsSafelyAfterTheLibraryWasUnloaded) {
     service.hold();
-    ChildProgram program = leave("unload-during-call");
+    ChildProgram program = start("unload-during-call");
     EXPECT_EQ(program.readLine(), "ready");
     service.waitForCalls(1);
     program.writeLine("unload");
@@ -47,62 +47,62 @@ TEST_F(LeavingTest, ACallInFlightEndsSafelyAfterTheLibraryWasUnloaded) {
     EXPECT_EQ(program.waitForExit(), 0) << program.errors();
 }
 
-TEST_F(LeavingTest, ACallbackMayExit) {
-    ChildProgram program = leave("exit-in-callback");
+TEST_F(ExitAndUnloadTest, ACallbackMayExit) {
+    ChildProgram program = start("exit-in-callback");
     EXPECT_EQ(program.readLine(), "ready");
     emitChanges(1);
     program.writeLine("go");
     EXPECT_EQ(program.waitForExit(), 0) << program.errors();
 }
 
-TEST_F(LeavingTest, ACallbackMayUnloadTheLibrary) {
-    ChildProgram program = leave("unload-in-callback");
+TEST_F(ExitAndUnloadTest, ACallbackMayUnloadTheLibrary) {
+    ChildProgram program = start("unload-in-callback");
     EXPECT_EQ(program.readLine(), "ready");
     emitChanges(1);
     program.writeLine("go");
     EXPECT_EQ(program.waitForExit(), 0) << program.errors();
 }
 
-TEST_F(LeavingTest, ExitDoesNotWaitForACallbackOnAnotherThread) {
-    ChildProgram program = leave("exit-while-callback-runs");
+TEST_F(ExitAndUnloadTest, ExitDoesNotWaitForACallbackOnAnotherThread) {
+    ChildProgram program = start("exit-while-callback-runs");
     EXPECT_EQ(program.readLine(), "ready");
     emitChanges(1);
     program.writeLine("go");
     EXPECT_EQ(program.waitForExit(), 0) << program.errors();
 }
 
-TEST_F(LeavingTest, TheLibraryCanBeUnloadedWhileACallbackRuns) {
-    ChildProgram program = leave("unload-while-callback-runs");
+TEST_F(ExitAndUnloadTest, TheLibraryCanBeUnloadedWhileACallbackRuns) {
+    ChildProgram program = start("unload-while-callback-runs");
     EXPECT_EQ(program.readLine(), "ready");
     emitChanges(1);
     program.writeLine("go");
     EXPECT_EQ(program.waitForExit(), 0) << program.errors();
 }
 
-TEST_F(LeavingTest, ExitWithQueuedSignalsIsSafe) {
-    ChildProgram program = leave("exit-with-queued-signals");
+TEST_F(ExitAndUnloadTest, ExitWithQueuedSignalsIsSafe) {
+    ChildProgram program = start("exit-with-queued-signals");
     EXPECT_EQ(program.readLine(), "ready");
     emitChanges(100);
     program.writeLine("go");
     EXPECT_EQ(program.waitForExit(), 0) << program.errors();
 }
 
-TEST_F(LeavingTest, QueuedSignalsAreDeliveredSafelyAfterUnloading) {
-    ChildProgram program = leave("unload-with-queued-signals");
+TEST_F(ExitAndUnloadTest, QueuedSignalsAreDeliveredSafelyAfterUnloading) {
+    ChildProgram program = start("unload-with-queued-signals");
     EXPECT_EQ(program.readLine(), "ready");
     emitChanges(100);
     program.writeLine("go");
     EXPECT_EQ(program.waitForExit(), 0) << program.errors();
 }
 
-TEST_F(LeavingTest, AnUnusedLibraryCanBeUnloaded) {
-    ChildProgram program = leave("unload-unused");
+TEST_F(ExitAndUnloadTest, AnUnusedLibraryCanBeUnloaded) {
+    ChildProgram program = start("unload-unused");
     EXPECT_EQ(program.waitForExit(), 0) << program.errors();
     EXPECT_TRUE(service.calls().empty());
 }
 
-TEST_F(LeavingTest, TheLibraryWorksWhenItIsLoadedAgain) {
-    ChildProgram program = leave("load-again");
+TEST_F(ExitAndUnloadTest, TheLibraryWorksWhenItIsLoadedAgain) {
+    ChildProgram program = start("load-again");
     EXPECT_EQ(program.waitForExit(), 0) << program.errors();
     EXPECT_EQ(service.countOf("SourceConnect"), 2);
 }

@@ -1,8 +1,9 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// An application that leaves, or unloads the library, at the worst moment. Its first argument
-// names the moment. It says "ready" when the moment has come and goes on when it reads a line.
+// An application that exits, or unloads the library, while something is under way. Its first
+// argument names the scene. It prints "ready" when the scene is set and goes on when it reads a
+// line.
 #include <dlfcn.h>
 #include <gio/gio.h>
 
@@ -39,10 +40,10 @@ void registerCallback(void (*callback)(int, void *)) {
     connectSource(1);  // an answer shows that the daemon knows of the subscription
 }
 
-void waitForTheWord() {
+void waitForInput() {
     std::cout << "ready" << std::endl;
-    std::string word;
-    std::getline(std::cin, word);
+    std::string line;
+    std::getline(std::cin, line);
 }
 
 void iterate() {
@@ -52,7 +53,7 @@ void iterate() {
 // A request hangs in the service.
 void callInFlight() {
     std::thread([] { connectSource(3); }).detach();
-    waitForTheWord();
+    waitForInput();
 }
 
 void exitDuringCall() {
@@ -62,12 +63,12 @@ void exitDuringCall() {
 void unloadDuringCall() {
     callInFlight();
     dlclose(library);
-    waitForTheWord();  // the answer has come meanwhile
+    waitForInput();  // the answer has come meanwhile
 }
 
 void exitInCallback() {
     registerCallback([](int, void *) { std::exit(0); });
-    waitForTheWord();
+    waitForInput();
     for (;;) {
         iterate();
     }
@@ -79,7 +80,7 @@ void unloadInCallback() {
         dlclose(library);
         called = true;
     });
-    waitForTheWord();
+    waitForInput();
     while (!called) {
         iterate();
     }
@@ -93,7 +94,7 @@ void callbackUnderWay() {
         callbackRuns.set_value();
         std::promise<void>().get_future().wait();
     });
-    waitForTheWord();
+    waitForInput();
     std::thread([] {
         for (;;) {
             iterate();
@@ -111,10 +112,10 @@ void unloadWhileCallbackRuns() {
     dlclose(library);
 }
 
-// Signals have arrived in the process, but nobody has iterated the main context.
+// Signals have arrived in the process, but the main context was not iterated since.
 void signalsQueued() {
     registerCallback([](int, void *) {});
-    waitForTheWord();
+    waitForInput();
     connectSource(3);
 }
 
@@ -145,7 +146,7 @@ void loadAgain() {
 }  // namespace
 
 int main(int argc, char **argv) {
-    const std::map<std::string, std::function<void()>> moments{
+    const std::map<std::string, std::function<void()>> scenes{
         {"exit-during-call", exitDuringCall},
         {"unload-during-call", unloadDuringCall},
         {"exit-in-callback", exitInCallback},
@@ -158,11 +159,11 @@ int main(int argc, char **argv) {
         {"load-again", loadAgain},
     };
     library = dlopen(SOURCE_API_LIBRARY, RTLD_NOW);
-    const auto moment = moments.find(argc > 1 ? argv[1] : "");
-    if (library == nullptr || moment == moments.end()) {
-        std::cerr << (library == nullptr ? dlerror() : "which moment?") << std::endl;
+    const auto scene = scenes.find(argc > 1 ? argv[1] : "");
+    if (library == nullptr || scene == scenes.end()) {
+        std::cerr << (library == nullptr ? dlerror() : "which scene?") << std::endl;
         return 2;
     }
-    moment->second();
+    scene->second();
     return 0;
 }
