@@ -66,6 +66,14 @@ void *operator new(std::size_t size) {
 void *operator new[](std::size_t size) {
     return allocate(size);
 }
+// The address sanitizer's own form would not fit the operator delete below.
+void *operator new(std::size_t size, const std::nothrow_t & /*tag*/) noexcept {
+    try {
+        return allocate(size);
+    } catch (const std::bad_alloc &) {
+        return nullptr;
+    }
+}
 void operator delete(void *memory) noexcept {
     release(memory);
 }
