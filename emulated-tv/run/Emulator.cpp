@@ -91,7 +91,6 @@ class Emulator {
     int run();
 
  private:
-    void startBus();
     int runCommand();
     int waitForSignal();
 
@@ -102,10 +101,9 @@ class Emulator {
     const EmulatorPlan &m_plan;
     const support::SignalWatch m_signals;
     EmulatorRoot m_root;
-    std::optional<BusDaemon> m_busDaemon;
+    BusDaemon m_bus;
     std::optional<ServedTv> m_tv;
-    // Process numbers, 0 if there is no such process.
-    pid_t m_bus = 0;
+    // 0 if it does not run.
     pid_t m_command = 0;
     int m_commandStatus = 0;
     bool m_commandIsStopped = false;
@@ -117,7 +115,8 @@ Emulator::Emulator(const EmulatorPlan &plan)
     : m_plan(plan),
       m_signals({SIGCHLD, SIGCONT, SIGINT, SIGQUIT, SIGTERM, SIGHUP},
                 [this](const signalfd_siginfo &signal) { receive(signal); }),
-      m_root(plan.root) {
+      m_root(plan.root),
+      m_bus(m_root.busSocket()) {
     // If it were ignored, the kernel would reap the children.
     std::signal(SIGCHLD, SIG_DFL);
     // A process that outlives its parent becomes a child of this one, which ends and reaps it.
@@ -129,41 +128,29 @@ Emulator::~Emulator() {
     if (!endCommand({SIGHUP, SIGTERM, SIGCONT}, seconds(2))) {
         endCommand({SIGKILL}, seconds(5));
     }
-    m_tv.reset();
-    if (m_bus != 0) {
-        kill(m_bus, SIGKILL);
-        support::iterateUntil([this] { return m_bus == 0; }, seconds(5));
-    }
-    m_root.removeBusFiles();
 }
 
 int Emulator::run() {
-    startBus();
+    m_bus.start();
+    support::iterateUntil([this] { return !m_bus.isStarting() || m_endSignal != 0; }, seconds(30));
     if (m_endSignal != 0) {
         return 128 + m_endSignal;
     }
+    if (m_bus.address().empty()) {
+        throw std::runtime_error("the bus did not start");
+    }
     try {
-        m_tv.emplace(m_busDaemon->address(), m_root, m_plan.scenario);
+        m_tv.emplace(m_bus.address(), m_root, m_plan.scenario);
     } catch (const std::runtime_error &error) {
         throw std::runtime_error(std::string("the source service did not start: ") + error.what());
     }
     return m_plan.command.empty() ? waitForSignal() : runCommand();
 }
 
-void Emulator::startBus() {
-    m_busDaemon.emplace(m_root);
-    m_bus = m_busDaemon->pid();
-    const bool isInTime = support::iterateUntil(
-        [this] { return !m_busDaemon->isStarting() || m_endSignal != 0; }, seconds(30));
-    if (!isInTime || (m_endSignal == 0 && m_busDaemon->address().empty())) {
-        throw std::runtime_error("the bus did not start");
-    }
-}
-
 int Emulator::runCommand() {
     support::ChildPlan child;
     child.command = m_plan.command;
-    child.environment = {{busVariable, m_busDaemon->address()}, {tvRootVariable, m_root.path()}};
+    child.environment = {{busVariable, m_bus.address()}, {tvRootVariable, m_root.path()}};
     try {
         m_command = support::startChild(child);
     } catch (const std::system_error &error) {
@@ -177,11 +164,11 @@ int Emulator::runCommand() {
 
 int Emulator::waitForSignal() {
     std::cout << "# The TV is on. For another shell:\n"
-              << "export " << busVariable << '=' << shellWord(m_busDaemon->address()) << '\n'
+              << "export " << busVariable << '=' << shellWord(m_bus.address()) << '\n'
               << "export " << tvRootVariable << '=' << shellWord(m_root.path()) << '\n'
               << "# Ctrl-C here, or \"kill " << getpid() << "\" there, turns it off." << std::endl;
     m_tv->startScenario();
-    support::iterateUntil([this] { return m_bus == 0 || m_endSignal != 0; });
+    support::iterateUntil([this] { return m_bus.pid() == 0 || m_endSignal != 0; });
     return m_endSignal != 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
@@ -213,8 +200,8 @@ void Emulator::reapChildren() {
             m_command = 0;
             m_commandStatus = status;
             m_tv->stopScenario();
-        } else if (child == m_bus) {
-            m_bus = 0;
+        } else if (child == m_bus.pid()) {
+            m_bus.noteEnd();
             if (m_tv) {
                 std::cerr << "tv-emulator: the bus has ended\n";
             }
@@ -226,7 +213,7 @@ void Emulator::reapChildren() {
 // because its parent has ended; not what a process starts in order to end. Returns false if some
 // are left when the limit passes.
 bool Emulator::endCommand(const std::vector<int> &signals, seconds limit) const {
-    std::set<pid_t> signalled = {m_bus};
+    std::set<pid_t> signalled = {m_bus.pid()};
     const auto signalOnce = [&](const std::vector<pid_t> &processes) {
         for (const pid_t process : processes) {
             if (signalled.insert(process).second) {
@@ -242,7 +229,7 @@ bool Emulator::endCommand(const std::vector<int> &signals, seconds limit) const 
             const std::vector<pid_t> children = support::childrenOf(getpid());
             signalOnce(children);
             return std::all_of(children.begin(), children.end(),
-                               [this](pid_t child) { return child == m_bus; });
+                               [this](pid_t child) { return child == m_bus.pid(); });
         },
         limit);
 }

@@ -25,51 +25,44 @@ using support::FileDescriptor;
 
 namespace {
 
-constexpr auto rootPrefix = "tv-emulator-";
-constexpr auto socketPrefix = "tv-bus-";
-// Short enough for a socket address.
-constexpr auto parentOfSockets = "/tmp";
+bool canHoldSocket(const fs::path &folder) {
+    return (folder / "bus").native().size() < sizeof(sockaddr_un::sun_path);
+}
 
-// The parent of temporary roots.
-fs::path parentOfRoots() {
+std::string temporaryPrefix() {
+    return "tv-emulator-" + std::to_string(getuid()) + "-";
+}
+
+fs::path parentOfTemporaryFolders() {
     for (const char *variable : {"XDG_RUNTIME_DIR", "TMPDIR"}) {
         const char *folder = g_getenv(variable);
         if (folder != nullptr && access(folder, W_OK | X_OK) == 0) {
-            return folder;
+            fs::path parent = fs::canonical(folder);
+            if (canHoldSocket(parent / (temporaryPrefix() + "XXXXXX"))) {
+                return parent;
+            }
         }
     }
     return "/tmp";
 }
 
-std::string userPrefix(const std::string &prefix) {
-    return prefix + std::to_string(getuid()) + "-";
-}
-
-// The temporary folders of this user, in use or not.
-std::vector<fs::path> temporaryFolders(const fs::path &parent, const std::string &prefix) {
+// Those of this user, in use or not.
+std::vector<fs::path> temporaryFolders() {
     std::vector<fs::path> folders;
     std::error_code error;
-    for (const fs::directory_entry &entry : fs::directory_iterator(parent, error)) {
-        const std::string name = entry.path().filename();
+    for (const fs::path &path : fs::directory_iterator(parentOfTemporaryFolders(), error)) {
         struct stat info = {};
-        if (name.rfind(userPrefix(prefix), 0) == 0 && lstat(entry.path().c_str(), &info) == 0 &&
-            S_ISDIR(info.st_mode) && info.st_uid == getuid()) {
-            folders.push_back(entry.path());
+        if (path.filename().native().rfind(temporaryPrefix(), 0) == 0 &&
+            lstat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode) && info.st_uid == getuid()) {
+            folders.push_back(path);
         }
     }
     return folders;
 }
 
-fs::path lockFile(const fs::path &folder) {
-    return folder / "lock";
-}
-
-fs::path busAddressFile(const fs::path &root) {
-    return root / "bus-address";
-}
-
-ReadinessEvent readiness(const fs::path &root) {
-    return {root, "/tmp/source_service_ready"};
+FileDescriptor openLockFile(const fs::path &folder, int flags) {
+    return FileDescriptor(
+        open((folder / "lock").c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | flags, 0600));
 }
 
 struct flock wholeFile() {
@@ -79,53 +72,30 @@ struct flock wholeFile() {
     return lock;
 }
 
-FileDescriptor openLockFile(const fs::path &folder) {
-    constexpr int flags = O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW;
-    return FileDescriptor(open(lockFile(folder).c_str(), flags, 0600));
-}
-
-// False if the file is locked by another process, or was removed since it was opened.
-bool lock(const FileDescriptor &file) {
-    struct flock whole = wholeFile();
+// Returns none and sets errno if that is impossible, to EAGAIN if another process has the lock.
+FileDescriptor lockFolder(const fs::path &folder) {
+    FileDescriptor file = openLockFile(folder, O_CREAT);
+    struct flock lock = wholeFile();
+    if (!file || fcntl(file.get(), F_OFD_SETLK, &lock) != 0) {
+        return FileDescriptor();
+    }
     struct stat info = {};
-    return fcntl(file.get(), F_OFD_SETLK, &whole) == 0 && fstat(file.get(), &info) == 0 &&
-           info.st_nlink > 0;
+    if (fstat(file.get(), &info) != 0 || info.st_nlink == 0) {
+        // Removed since it was opened, by a process that had the lock.
+        errno = EAGAIN;
+        return FileDescriptor();
+    }
+    return file;
 }
 
-bool isLocked(const fs::path &root) {
-    const FileDescriptor file(open(lockFile(root).c_str(), O_RDWR | O_CLOEXEC));
+bool isLocked(const fs::path &folder) {
+    const FileDescriptor file = openLockFile(folder, 0);
     struct flock lock = wholeFile();
     return file && fcntl(file.get(), F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
 }
 
-fs::path onlyRunningRoot() {
-    std::vector<fs::path> running;
-    std::string names;
-    for (const fs::path &root : temporaryFolders(parentOfRoots(), rootPrefix)) {
-        if (isLocked(root)) {
-            running.push_back(root);
-            names += " " + root.string();
-        }
-    }
-    if (running.empty()) {
-        throw std::runtime_error(
-            "no emulated TV is running; start one with \"tv-emulator run\", or name its folder "
-            "with --root");
-    }
-    if (running.size() > 1) {
-        throw std::runtime_error("several emulated TVs are running; choose one with --root:" +
-                                 names);
-    }
-    return running.front();
-}
-
-void removeFile(const fs::path &file) {
-    std::error_code error;
-    fs::remove(file, error);
-}
-
-// A program that adds files meanwhile makes an attempt fail.
 void removeFolder(const fs::path &folder) {
+    // A program that adds files meanwhile makes an attempt fail.
     constexpr int attempts = 5;
     std::error_code error;
     for (int attempt = 0; attempt < attempts && fs::exists(folder, error); ++attempt) {
@@ -133,45 +103,65 @@ void removeFolder(const fs::path &folder) {
     }
 }
 
-void removeAbandonedFolders(const fs::path &parent, const std::string &prefix) {
-    for (const fs::path &folder : temporaryFolders(parent, prefix)) {
-        const FileDescriptor file = openLockFile(folder);
-        if (lock(file)) {
-            removeFolder(folder);
-        }
-    }
+fs::path busAddressFile(const fs::path &root) {
+    return root / "bus-address";
+}
+
+// None if no emulator runs in the folder or its TV is not announced.
+std::optional<std::string> announcedAddress(const fs::path &folder) {
+    const auto address = readFile(busAddressFile(folder));
+    return isLocked(folder) ? address : std::nullopt;
+}
+
+ReadinessEvent readiness(const fs::path &root) {
+    return {root, "/tmp/source_service_ready"};
 }
 
 }  // namespace
 
 std::string findBusAddress(const std::optional<fs::path> &root) {
-    auto found = root ? root : tvRootFromEnvironment();
-    if (!found) {
-        found = onlyRunningRoot();
+    if (const auto chosen = root ? root : tvRootFromEnvironment()) {
+        if (const auto address = announcedAddress(*chosen)) {
+            return *address;
+        }
+        throw std::runtime_error("no emulated TV is running in " + chosen->string());
     }
-    const auto address = readFile(busAddressFile(*found));
-    if (!address || !isLocked(*found)) {
-        throw std::runtime_error("no emulated TV is running in " + found->string());
+    std::vector<std::string> addresses;
+    std::string roots;
+    for (const fs::path &folder : temporaryFolders()) {
+        if (const auto address = announcedAddress(folder)) {
+            addresses.push_back(*address);
+            roots += " " + folder.string();
+        }
     }
-    return *address;
+    if (addresses.empty()) {
+        throw std::runtime_error(
+            "no emulated TV is running; start one with \"tv-emulator run\", or name its folder "
+            "with --root");
+    }
+    if (addresses.size() > 1) {
+        throw std::runtime_error("several emulated TVs are running; choose one with --root:" +
+                                 roots);
+    }
+    return addresses.front();
 }
 
-LockedFolder::LockedFolder(const fs::path &parent, const std::string &prefix) {
+LockedFolder::LockedFolder() {
+    const fs::path parent = parentOfTemporaryFolders();
     // Another emulator may take the new folder for an abandoned one until it is locked.
     constexpr int attempts = 10;
-    for (int attempt = 0; attempt < attempts; ++attempt) {
-        std::string name = fs::canonical(parent) / (userPrefix(prefix) + "XXXXXX");
+    for (int attempt = 0; attempt < attempts && !m_lock; ++attempt) {
+        std::string name = parent / (temporaryPrefix() + "XXXXXX");
         if (mkdtemp(name.data()) == nullptr) {
             break;
         }
         m_path = name;
-        m_lock = openLockFile(m_path);
-        if (lock(m_lock)) {
-            return;
-        }
+        m_lock = lockFolder(m_path);
     }
-    throw std::system_error(errno, std::generic_category(),
-                            "cannot make a folder in " + parent.string());
+    if (!m_lock) {
+        throw std::system_error(errno, std::generic_category(),
+                                "cannot make a folder in " + parent.string());
+    }
 }
 
 LockedFolder::~LockedFolder() {
@@ -179,36 +169,30 @@ LockedFolder::~LockedFolder() {
 }
 
 EmulatorRoot::EmulatorRoot(const std::optional<fs::path> &folder) {
-    removeAbandonedFolders(parentOfRoots(), rootPrefix);
-    removeAbandonedFolders(parentOfSockets, socketPrefix);
+    for (const fs::path &temporary : temporaryFolders()) {
+        if (const FileDescriptor lock = lockFolder(temporary)) {
+            removeFolder(temporary);
+        }
+    }
     if (!folder) {
-        m_path = m_temporary.emplace(parentOfRoots(), rootPrefix).path();
+        m_path = m_temporary.emplace().path();
         return;
     }
     fs::create_directories(*folder);
     m_path = fs::canonical(*folder);
-    m_lock = openLockFile(m_path);
+    m_lock = lockFolder(m_path);
+    if (!m_lock && errno == EAGAIN) {
+        throw std::runtime_error("an emulated TV is running in " + m_path.string() + " already");
+    }
     if (!m_lock) {
         throw std::system_error(errno, std::generic_category(), "cannot use " + m_path.string());
-    }
-    if (!lock(m_lock)) {
-        throw std::runtime_error("an emulated TV is running in " + m_path.string() + " already");
     }
     withdraw();
 }
 
 fs::path EmulatorRoot::busSocket() {
-    fs::path socket = m_path / "bus";
-    if (socket.native().size() < sizeof(sockaddr_un::sun_path)) {
-        return socket;
-    }
-    return m_socketFolder.emplace(parentOfSockets, socketPrefix).path() / "bus";
-}
-
-void EmulatorRoot::removeBusFiles() const {
-    removeFile(busConfiguration());
-    removeFile(busPolicy());
-    removeFile(m_path / "bus");
+    const bool isShort = canHoldSocket(m_path);
+    return (isShort ? m_path : m_temporary.emplace().path()) / "bus";
 }
 
 void EmulatorRoot::announce(const std::string &busAddress) const {
@@ -217,7 +201,8 @@ void EmulatorRoot::announce(const std::string &busAddress) const {
 }
 
 void EmulatorRoot::withdraw() const {
-    removeFile(busAddressFile(m_path));
+    std::error_code error;
+    fs::remove(busAddressFile(m_path), error);
     try {
         readiness(m_path).clear();
     } catch (const std::runtime_error &) {

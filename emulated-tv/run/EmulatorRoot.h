@@ -17,11 +17,11 @@ namespace emulated_tv {
 // the user if there is none, or more than one.
 std::string findBusAddress(const std::optional<std::filesystem::path> &root);
 
-// A folder and its lock, which the kernel releases when the process dies.
+// A new temporary folder, with a path short enough for a socket in it. It is removed by this object
+// or, if the process was killed and the kernel has released the lock, by the next emulator.
 class LockedFolder {
  public:
-    // The name is the prefix, the user's number and six characters.
-    LockedFolder(const std::filesystem::path &parent, const std::string &prefix);
+    LockedFolder();
     ~LockedFolder();
     LockedFolder(const LockedFolder &) = delete;
     LockedFolder &operator=(const LockedFolder &) = delete;
@@ -37,25 +37,21 @@ class LockedFolder {
 class EmulatorRoot {
  public:
     // Makes the folder if it is missing; without one the root is a temporary folder. Removes what
-    // killed emulators left: temporary folders of this user that are no longer locked, and the
-    // root's bus address and readiness event. Throws std::runtime_error if the root cannot be used
-    // or another emulator runs there.
+    // killed emulators left: temporary folders, and the root's bus address and readiness event.
+    // Throws std::runtime_error if the root cannot be used or another emulator runs there.
     explicit EmulatorRoot(const std::optional<std::filesystem::path> &folder);
 
     const std::filesystem::path &path() const { return m_path; }
-    std::filesystem::path busConfiguration() const { return m_path / "bus.conf"; }
-    std::filesystem::path busPolicy() const { return m_path / "bus-policy.conf"; }
     // In a temporary folder if the root's path is too long for a socket address.
     std::filesystem::path busSocket();
-    void removeBusFiles() const;
 
     // Writes the bus address and sets the readiness event, for clients that wait for the TV.
     void announce(const std::string &busAddress) const;
     void withdraw() const;
 
  private:
+    // The root itself, or the folder of its socket.
     std::optional<LockedFolder> m_temporary;
-    std::optional<LockedFolder> m_socketFolder;
     std::filesystem::path m_path;
     support::FileDescriptor m_lock;
 };

@@ -111,6 +111,18 @@ TEST_F(SecondShellTest, WithoutAnyTvThereIsAClearLine) {
     EXPECT_THAT(result.errors, HasSubstr("no emulated TV is running"));
 }
 
+TEST_F(SecondShellTest, TvWithARootOfItsOwnIsFoundByNameOnly) {
+    // The path is too long for a socket, which is therefore in a temporary folder.
+    const std::filesystem::path deep = scratch() / std::string(120, 'd');
+    Program tv(emulator({"run", "--root", deep}), environment());
+    ASSERT_TRUE(tv.waitForOutput("turns it off")) << tv.errors();
+    EXPECT_FALSE(noRootIsLeft());
+    EXPECT_EQ(command({"list", "--root", deep}, environment()).code, 0);
+    const Result result = command({"list"}, environment());
+    EXPECT_EQ(result.code, 1);
+    EXPECT_THAT(result.errors, HasSubstr("no emulated TV is running; start one"));
+}
+
 TEST_F(SecondShellTest, OnlyTvOfTheUserIsFound) {
     ASSERT_EQ(mkfifo((scratch() / "fifo").c_str(), 0600), 0);
     Program first(runScript("ready; read line < $SCRATCH/fifo"), environment());
