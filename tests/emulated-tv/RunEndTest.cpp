@@ -8,16 +8,14 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <csignal>
 #include <fstream>
-#include <future>
 #include <thread>
 
 #include "EmulatorTest.h"
 
 namespace emulated_tv {
-
-using testing::HasSubstr;
 
 constexpr auto busyScript = "sleep 1000 & echo $! > $SCRATCH/background; ready; wait";
 constexpr auto withoutRequests = "trap '' HUP TERM INT QUIT; ";
@@ -139,24 +137,50 @@ TEST_F(RunEndTest, KilledEmulatorTakesItsBusAndItsCommandWithIt) {
     }
 }
 
-// Waits for the end of every child, those included that became one when their parent died.
-void reapEveryChild() {
-    const auto reaping = std::async(std::launch::async, [] {
-        while (wait(nullptr) > 0) {
+// While this exists, what an emulator leaves behind becomes a child of this process.
+class Subreaper {
+ public:
+    Subreaper() { EXPECT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1), 0); }
+    ~Subreaper() { prctl(PR_SET_CHILD_SUBREAPER, 0); }
+    Subreaper(const Subreaper &) = delete;
+    Subreaper &operator=(const Subreaper &) = delete;
+
+    // The children that have come since the start, zombies included.
+    std::vector<pid_t> newChildren() const {
+        std::vector<pid_t> children = childrenOf(getpid());
+        for (const pid_t child : m_before) {
+            children.erase(std::remove(children.begin(), children.end(), child), children.end());
         }
-    });
-    EXPECT_EQ(reaping.wait_for(patience), std::future_status::ready);
+        return children;
+    }
+    void waitForNewChildren() const {
+        for (auto children = newChildren(); !children.empty(); children = newChildren()) {
+            ASSERT_TRUE(ProcessWatch(children.front()).waitForEnd()) << children.front();
+            ASSERT_EQ(waitpid(children.front(), nullptr, 0), children.front());
+        }
+    }
+
+ private:
+    const std::vector<pid_t> m_before = childrenOf(getpid());
+};
+
+TEST_F(RunEndTest, EveryProcessIsReapedBeforeTheEmulatorEnds) {
+    const Subreaper subreaper;
+    Program tv(runScript(busyScript), environment());
+    ASSERT_TRUE(isReady());
+    sendSignal(tv.pid(), SIGTERM);
+    EXPECT_EQ(tv.exitCode(), 128 + SIGTERM);
+    EXPECT_THAT(subreaper.newChildren(), testing::IsEmpty());
 }
 
 TEST_F(RunEndTest, EmulatorThatIsKilledAtAnyMomentOfItsStartLeavesNoProcess) {
-    // What the emulator leaves behind becomes a child of this process, which can wait for it.
-    ASSERT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1), 0);
+    const Subreaper subreaper;
     for (int moment = 0; moment < 20; ++moment) {
         Program tv(runScript("exec sleep 1000"), environment());
         std::this_thread::sleep_for(std::chrono::milliseconds(3) * moment);
         sendSignal(tv.pid(), SIGKILL);
         EXPECT_EQ(tv.exitCode(), 128 + SIGKILL);
-        reapEveryChild();
+        subreaper.waitForNewChildren();
     }
     Program next(runScript("exit 0"), environment());
     EXPECT_EQ(next.exitCode(), 0) << next.errors();
