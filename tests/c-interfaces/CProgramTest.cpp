@@ -32,7 +32,7 @@ class CProgramTest : public testing::Test {
                         R"("powerState":2,"mbrActivityIndex":1}]})");
     }
 
-    // What a program prints; it must succeed and write nothing to standard error.
+    // The output of a program, which must succeed without writing to standard error.
     static std::string outputOf(const char *path) {
         ChildProgram program({path});
         std::string output = program.readAll();

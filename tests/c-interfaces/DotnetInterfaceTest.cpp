@@ -27,7 +27,8 @@ class DotnetInterfaceTest : public ClientTest {
     // The lines that the C functions themselves have written.
     std::vector<LogLine> ownLog() const { return platform.logOfFile("sourcelist-dotnet-api.cpp"); }
 
-    // Expects that `call` sends exactly that request, passes the answer on, and logs nothing.
+    // Expects that `call` sends exactly that request, returns the service's result, and logs
+    // nothing.
     template <class Call>
     void expectCommand(Call call, const char *request) {
         service.reply(R"({"return_data":true})");

@@ -95,7 +95,7 @@ class OutOfMemoryTest : public testing::Test {
         name.mbrActivityIndex = 0;
         ClientPeer::setNames({{3, name}});
         ClientPeer::hasNames() = true;
-        // What the library keeps between calls is allocated now.
+        // Allocates what the library keeps between calls.
         EXPECT_TRUE(sourceapi_get_sourcelist(takeRecord));
     }
 };

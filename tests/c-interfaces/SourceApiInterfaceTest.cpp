@@ -60,7 +60,8 @@ class SourceApiInterfaceTest : public ClientTest {
     // The lines that the C functions themselves have written.
     std::vector<LogLine> ownLog() const { return platform.logOfFile("source_api.cpp"); }
 
-    // Expects that `call` sends exactly that request, passes the answer on, and logs nothing.
+    // Expects that `call` sends exactly that request, returns the service's result, and logs
+    // nothing.
     template <class Call>
     void expectCommand(Call call, const char *request) {
         EXPECT_TRUE(call());
@@ -74,7 +75,7 @@ class SourceApiInterfaceTest : public ClientTest {
     }
 };
 
-TEST_F(SourceApiInterfaceTest, RecordIsLaidOutAsACCompilerDoes) {
+TEST_F(SourceApiInterfaceTest, RecordHasTheLayoutOfACCompiler) {
     using Item = sourceapi_source_item;
     const std::size_t layout[] = {offsetof(Item, sourceType),       offsetof(Item, editName),
                                   offsetof(Item, detectedName),     offsetof(Item, iconPath),
@@ -88,7 +89,7 @@ TEST_F(SourceApiInterfaceTest, RecordIsLaidOutAsACCompilerDoes) {
     static_assert(std::is_same_v<decltype(Item::mbrActivityIndex), int>);
 }
 
-TEST_F(SourceApiInterfaceTest, SourcesAreHandedOverInKeyOrderAndListOrderWithinOne) {
+TEST_F(SourceApiInterfaceTest, SourcesAreOrderedByKeyAndThenAsInTheList) {
     EXPECT_TRUE(sourceapi_get_sourcelist(receive));
     ASSERT_EQ(received.size(), 3U);
     EXPECT_EQ(received[0].key, 3);
@@ -99,7 +100,7 @@ TEST_F(SourceApiInterfaceTest, SourcesAreHandedOverInKeyOrderAndListOrderWithinO
     EXPECT_STREQ(received[2].item->uniqueKey, "disk");
 }
 
-TEST_F(SourceApiInterfaceTest, EveryRecordIsABlockOfItsOwnAndNoneIsCalledTheLast) {
+TEST_F(SourceApiInterfaceTest, EveryRecordIsASeparateAllocationAndNoneIsMarkedLast) {
     EXPECT_TRUE(sourceapi_get_sourcelist(receive));
     std::set<void *> blocks;
     for (const ReceivedRecord &each : received) {
@@ -145,7 +146,7 @@ TEST_F(SourceApiInterfaceTest, SourceWithoutMembersHasEmptyTextsAndZeroes) {
                 Each(0));
 }
 
-TEST_F(SourceApiInterfaceTest, EverySourceIsLoggedBeforeItIsHandedOver) {
+TEST_F(SourceApiInterfaceTest, EverySourceIsLoggedBeforeTheCallback) {
     serviceHas(R"([{"sourceType":3,"editName":"My%20TV"},{"sourceType":4}])");
     static FakePlatform &log = platform;
     static std::vector<std::size_t> linesBefore;
@@ -156,7 +157,7 @@ TEST_F(SourceApiInterfaceTest, EverySourceIsLoggedBeforeItIsHandedOver) {
     EXPECT_THAT(linesBefore, ElementsAre(1, 2));
 }
 
-TEST_F(SourceApiInterfaceTest, OnScreenTextIsAskedForOnceForEachSource) {
+TEST_F(SourceApiInterfaceTest, OnScreenTextIsReadOnceForEachSource) {
     EXPECT_TRUE(sourceapi_get_sourcelist(receive));
     EXPECT_THAT(platform.onScreenNameReads(), ElementsAre(3, 8, 8));
     EXPECT_STREQ(received[0].item->osdText, "HDMI");
@@ -189,7 +190,7 @@ TEST_F(SourceApiInterfaceTest, ReadingTheListAnnouncesNothing) {
     EXPECT_THAT(recorded.values(), IsEmpty());
 }
 
-TEST_F(SourceApiInterfaceTest, ListIsHandedOverOnTheCallersThreadWithNoLockHeld) {
+TEST_F(SourceApiInterfaceTest, CallbackRunsOnTheCallersThreadWithNoLockHeld) {
     static std::vector<std::thread::id> threads;
     static bool free = true;
     std::thread caller([] {
@@ -205,7 +206,7 @@ TEST_F(SourceApiInterfaceTest, ListIsHandedOverOnTheCallersThreadWithNoLockHeld)
     EXPECT_TRUE(free);
 }
 
-TEST_F(SourceApiInterfaceTest, ExceptionOfTheCallbackPassesAndLeavesTheRecordsWithIt) {
+TEST_F(SourceApiInterfaceTest, ExceptionOfTheCallbackPassesAndLeavesItTheRecords) {
     EXPECT_THROW(sourceapi_get_sourcelist([](int key, sourceapi_source_item *item, bool last) {
                      receive(key, item, last);
                      if (received.size() == 2) {
@@ -217,7 +218,7 @@ TEST_F(SourceApiInterfaceTest, ExceptionOfTheCallbackPassesAndLeavesTheRecordsWi
     EXPECT_STREQ(received[1].item->uniqueKey, "stick");
 }
 
-TEST_F(SourceApiInterfaceTest, ExceptionWhileARecordIsMadeReleasesItAndPasses) {
+TEST_F(SourceApiInterfaceTest, ExceptionWhileARecordIsMadePassesAndReleasesTheRecord) {
     platform.onLog([](const LogLine &line) {
         if (line.function == "GetSourceOSDText") {
             throw std::runtime_error("from the platform");

@@ -90,7 +90,7 @@ TEST_F(AnnouncementTest, CallbacksRunUnderTheirOwnLockOnly) {
     EXPECT_TRUE(isFree(m_sourceAPICallbackDataMutex));
 }
 
-// An announcement on another thread whose callback stays until calls to end.
+// An announcement on another thread, whose callback returns only after end() was called.
 class LongAnnouncement {
  public:
     LongAnnouncement() {
@@ -246,7 +246,7 @@ TEST_F(AnnouncementTest, FurtherRoundRunsBeforeTheLockIsReleased) {
     std::function<void(int)> look = [&](int value) {
         lockFree.emplace_back(value, isFree(m_sourceAPICallbackDataMutex));
         if (value == 1) {
-            // Every line that is logged from here to the end of the second round is a look.
+            // Checks the lock at every line that is logged until the end of the second round.
             platform.onLog([&](const LogLine & /*line*/) {
                 freeBetween = freeBetween || isFree(m_sourceAPICallbackDataMutex);
             });

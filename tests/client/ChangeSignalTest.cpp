@@ -40,7 +40,7 @@ TEST_F(ChangeSignalTest, SignalWithoutRegistrationsStillRefreshes) {
     EXPECT_TRUE(ClientPeer::hasAnnounced());
 }
 
-TEST_F(ChangeSignalTest, SecondSignalWithTheSameListDoesNothingAtAll) {
+TEST_F(ChangeSignalTest, SecondSignalWithTheSameListDoesNothing) {
     CSourceAPI::RegisterSourceAPICallback(first, &p);
     change(R"([{"a":1,"b":2}])", 5);
     const std::size_t reads = platform.settingReads().size();
@@ -61,7 +61,7 @@ TEST_F(ChangeSignalTest, LaterSignalAnnouncesWhenItsListDiffers) {
     EXPECT_EQ(cache(), parsedJson(R"([{"b":2},{"a":1.0}])"));
 }
 
-TEST_F(ChangeSignalTest, FirstSignalAfterARefreshAnnouncesWhateverItCarries) {
+TEST_F(ChangeSignalTest, FirstSignalAfterARefreshIsAnnouncedWithAnyList) {
     service.replyTo("UtilGetSourceList", R"({"return_data":[1]})");
     CSourceAPI::RegisterSourceAPICallback(first, &p);
     EXPECT_EQ(readText(), "[\t1]");
@@ -106,7 +106,7 @@ TEST_F(ChangeSignalTest, SignalWithTheEmptyTextFetchesTheListAndAnnounces) {
     EXPECT_THAT(calls, ElementsAre(Pair("first", 5), Pair("first", 6)));
 }
 
-TEST_F(ChangeSignalTest, FailedRefreshIsAnnouncedAllTheSame) {
+TEST_F(ChangeSignalTest, FailedRefreshIsAnnounced) {
     CSourceAPI::RegisterSourceAPICallback(first, &p);
     platform.setSourceNames(std::nullopt);
     service.releaseName();
@@ -138,7 +138,7 @@ TEST_F(ChangeSignalTest, MissingResultIsZero) {
     }
 }
 
-TEST_F(ChangeSignalTest, ResultsAreWhateverReadsAsAnInt) {
+TEST_F(ChangeSignalTest, ResultIsAnyValueThatConvertsToAnInt) {
     CSourceAPI::RegisterSourceAPICallback(first, &p);
     ClientPeer::hasAnnounced() = false;
     signal(R"({"data":{"result":-2147483648}})");
@@ -147,7 +147,7 @@ TEST_F(ChangeSignalTest, ResultsAreWhateverReadsAsAnInt) {
     EXPECT_THAT(calls, ElementsAre(Pair("first", -2147483647 - 1), Pair("first", 1)));
 }
 
-TEST_F(ChangeSignalTest, UnreadableResultLeavesTheHandlerAfterTheRefresh) {
+TEST_F(ChangeSignalTest, UnreadableResultThrowsAfterTheRefresh) {
     CSourceAPI::RegisterSourceAPICallback(first, &p);
     for (const char *data : {R"({"result":"5"})", R"({"result":[]})", R"({"result":4294967296})",
                              R"("text")", "5", "[1]"}) {

@@ -73,7 +73,7 @@ TEST_F(CommandTest, FailedRequestFailsTheCommand) {
     EXPECT_FALSE(ClientPeer::command("Anything", Json::objectValue));
 }
 
-TEST_F(CommandTest, ExceptionsThatAreNotTheJsonLibrarysPass) {
+TEST_F(CommandTest, OtherExceptionsThanTheJsonLibrarysPass) {
     platform.onLog([](const LogLine &line) {
         if (line.function == "m_MakeAPICall") {
             throw std::runtime_error("foreign");

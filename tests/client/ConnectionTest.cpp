@@ -54,14 +54,14 @@ TEST_F(ConnectionWithoutBusTest, ThreadThatCannotOpenTheBusUsesTheEndpointOfAnot
     EXPECT_EQ(handledOfOneSignal(*service), 1);
 }
 
-TEST_F(ConnectionTest, ExistingConnectionIsReusedAsItIs) {
+TEST_F(ConnectionTest, ExistingConnectionIsReused) {
     CSourceAPI::Get();
     const SourceTCServer *const endpoint = ClientPeer::endpoint();
     EXPECT_TRUE(ClientPeer::connect());
     EXPECT_EQ(ClientPeer::endpoint(), endpoint);
 }
 
-TEST_F(ConnectionTest, StaleNamesAreReadAgainWithTheConnectionInPlace) {
+TEST_F(ConnectionTest, StaleNamesAreReadAgainWithAnExistingConnection) {
     CSourceAPI::Get();
     ClientPeer::hasNames() = false;
     EXPECT_TRUE(ClientPeer::connect());
@@ -94,14 +94,14 @@ TEST_F(ConnectionWithoutBusTest, FailedProxyLeavesNoEndpoint) {
     EXPECT_THAT(platform.settingReads(), IsEmpty());
 }
 
-TEST_F(ConnectionWithoutBusTest, ObjectIsUsableAllTheSame) {
+TEST_F(ConnectionWithoutBusTest, ObjectIsUsableWithoutABus) {
     ASSERT_NE(CSourceAPI::Get(), nullptr);
     EXPECT_EQ(ClientPeer::endpoint(), nullptr);
     EXPECT_FALSE(connectToThree());
     EXPECT_THAT(platform.waits(), IsEmpty());
 }
 
-TEST_F(ConnectionWithoutBusTest, FirstRequestAfterTheBusCameConnectsAndSucceeds) {
+TEST_F(ConnectionWithoutBusTest, FirstRequestAfterTheStartOfTheBusConnectsAndSucceeds) {
     CSourceAPI::Get();
     startBus();
     EXPECT_TRUE(connectToThree());
@@ -109,7 +109,7 @@ TEST_F(ConnectionWithoutBusTest, FirstRequestAfterTheBusCameConnectsAndSucceeds)
     EXPECT_TRUE(connectToThree());
 }
 
-TEST_F(ConnectionTest, MissingServiceAloneIsNoReasonToConnectAgain) {
+TEST_F(ConnectionTest, MissingServiceDoesNotCauseAReconnection) {
     service.releaseName();
     CSourceAPI::Get();
     const SourceTCServer *const endpoint = ClientPeer::endpoint();
@@ -156,7 +156,7 @@ TEST_F(ConnectionTest, RequestAfterACloseConnectsAgain) {
     EXPECT_EQ(handledOfOneSignal(service), 1);
 }
 
-TEST_F(ConnectionTest, CloseWaitsForNoCallAndLeavesTheEndpointToIt) {
+TEST_F(ConnectionTest, CloseDoesNotWaitForACallWhichKeepsItsEndpoint) {
     CSourceAPI::Get();
     service.hold();
     std::future<bool> call = std::async(std::launch::async, connectToThree);
@@ -175,7 +175,7 @@ TEST_F(ConnectionTest, CloseWaitsForNoCallAndLeavesTheEndpointToIt) {
     EXPECT_EQ(endpointsDeleted(), 1U);
 }
 
-TEST_F(ConnectionWithoutBusTest, ThreadsThatConnectAtOnceEndWithOneEndpointAndOneSubscription) {
+TEST_F(ConnectionWithoutBusTest, ThreadsThatConnectAtOnceShareOneEndpointAndOneSubscription) {
     CSourceAPI::Get();
     startBus();
     platform.clearLog();
@@ -197,7 +197,7 @@ TEST_F(ConnectionWithoutBusTest, ThreadsThatConnectAtOnceEndWithOneEndpointAndOn
     EXPECT_EQ(handledOfOneSignal(*service), 1);
 }
 
-TEST_F(ConnectionTest, SlowSettingsStoreHoldsUpNoOtherThread) {
+TEST_F(ConnectionTest, SlowSettingsStoreBlocksNoOtherThread) {
     Barrier reading(2);
     Barrier goOn(2);
     platform.onSettingRead([&] {
@@ -245,7 +245,7 @@ class SilentBus {
     support::Owner<GSocket> m_socket;
 };
 
-TEST_F(ConnectionWithoutBusTest, BusThatNeverAnswersHoldsUpNoOtherThread) {
+TEST_F(ConnectionWithoutBusTest, BusThatNeverRepliesBlocksNoOtherThread) {
     SilentBus silent;
     std::future<bool> opening =
         std::async(std::launch::async, [] { return ClientPeer::connect(); });

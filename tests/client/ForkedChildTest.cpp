@@ -38,8 +38,8 @@ class ForkedChildTest : public ConnectionTest {
  protected:
     ForkedChildTest() { CSourceAPI::Get(); }
 
-    // The exit status of a child that runs `work`; -1 when a signal ended it, as it ends a child
-    // that is stuck.
+    // The exit status of a child that runs `work`; -1 if a signal killed it, as happens to a child
+    // that hangs.
     static int statusOfChild(const std::function<void()> &work) {
         std::fflush(nullptr);
         const pid_t child = fork();
@@ -91,7 +91,7 @@ TEST_F(ForkedChildTest, FetchOfTheListDoesNotWaitForTheService) {
               0);
 }
 
-TEST_F(ForkedChildTest, ParentGoesOnWorking) {
+TEST_F(ForkedChildTest, ParentKeepsWorking) {
     EXPECT_EQ(statusOfChild([] { std::exit(CSourceAPI::Get()->Connect(3) ? 1 : 0); }), 0);
     EXPECT_TRUE(CSourceAPI::Get()->Connect(3));
     EXPECT_EQ(handledOfOneSignal(service), 1);

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The end of the process, and the loss of the bus, which must not end it.
+// Exit of the process, and the loss of the bus, which must not terminate the process.
 #include <cstdlib>
 #include <functional>
 #include <future>
@@ -16,7 +16,7 @@ using testing::HasSubstr;
 
 namespace {
 
-// What runs at the exit of the process, after the client was destroyed.
+// Runs at exit, after the client was destroyed.
 std::function<void()> afterTheClient;
 
 class ProcessExitTest : public ConnectionTest {

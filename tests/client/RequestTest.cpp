@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// One request to the service, and why it can fail.
+// One request to the service, and the causes of failure.
 #include "ConnectionTest.h"
 #include "LockState.h"
 
@@ -29,7 +29,7 @@ TEST_F(RequestTest, RequestIsOneSynchronousCallToTheService) {
     EXPECT_EQ(call.auxText, "");
 }
 
-TEST_F(RequestTest, RequestFailsAtOnceWhileTheServiceIsAway) {
+TEST_F(RequestTest, RequestFailsAtOnceWithoutTheService) {
     CSourceAPI::Get();
     service.releaseName();
     EXPECT_FALSE(exchange());
@@ -51,7 +51,7 @@ TEST_F(RequestTest, RefusedCallIsAFailedRequest) {
     EXPECT_THAT(service.calls(), SizeIs(1));
 }
 
-TEST_F(RequestTest, LostBusMakesEveryRequestFailAtOnceForGood) {
+TEST_F(RequestTest, RequestsFailAtOnceAfterTheLossOfTheBus) {
     CSourceAPI::Get();
     const SourceTCServer *const endpoint = ClientPeer::endpoint();
     bus.lose();
@@ -64,7 +64,7 @@ TEST_F(RequestTest, LostBusMakesEveryRequestFailAtOnceForGood) {
     EXPECT_THAT(again.calls(), IsEmpty());
 }
 
-TEST_F(RequestTest, NeitherLockIsHeldOverARequest) {
+TEST_F(RequestTest, NoGlobalMutexIsHeldDuringARequest) {
     CSourceAPI::Get();
     bool cachesFree = false;
     bool callbacksFree = false;

@@ -82,7 +82,7 @@ TEST_F(SourceConversionTest, AllKeysTogetherFillTheWholeRecord) {
     EXPECT_EQ(fieldsOf(item), std::make_tuple(5, "E 1", "D++", "/i%201", "k%201", false, 6, -7, 8));
 }
 
-TEST_F(SourceConversionTest, MissingKeysLeaveTheRecordAsItWas) {
+TEST_F(SourceConversionTest, MissingKeysLeaveTheRecordUnchanged) {
     for (const char *source : {"{}", "null", R"({"SourceType":5,"other":1})"}) {
         SCOPED_TRACE(source);
         FilledItem item;
@@ -125,7 +125,7 @@ TEST_F(SourceConversionTest, UnreadableValueEndsTheConversionAtItsKey) {
     }
 }
 
-TEST_F(SourceConversionTest, TextInANumberLeavesItAndWhatFollowsUntouched) {
+TEST_F(SourceConversionTest, TextInANumberLeavesItAndTheFollowingFieldsUnchanged) {
     FilledItem item;
     convert(parsedJson(R"({"sourceType":5,"powerState":"on","mbrActivityIndex":2})"), item);
     EXPECT_EQ(fieldsOf(item), std::make_tuple(5, "edit", "detected", "icon", "key", true, 2, 3, 4));
@@ -137,7 +137,7 @@ TEST_F(SourceConversionTest, NumberOutOfRangeIsUnreadable) {
     EXPECT_EQ(fieldsOf(item), fieldsOf(CSourceItem()));
 }
 
-TEST_F(SourceConversionTest, SourceThatIsNoObjectLeavesTheRecord) {
+TEST_F(SourceConversionTest, SourceThatIsNoObjectLeavesTheRecordUnchanged) {
     for (const char *source : {"[]", "5", R"("text")", "true"}) {
         SCOPED_TRACE(source);
         FilledItem item;
@@ -165,7 +165,7 @@ TEST_F(SourceConversionTest, EditNameMakesTheClientObjectAsWell) {
     EXPECT_EQ(clientsMade(), 1U);
 }
 
-TEST_F(SourceConversionTest, ExceptionsThatAreNotTheJsonLibrarysPass) {
+TEST_F(SourceConversionTest, OtherExceptionsThanTheJsonLibrarysPass) {
     platform.onLog([](const LogLine &line) {
         if (line.function == "CSourceAPI") {
             throw std::runtime_error("foreign");

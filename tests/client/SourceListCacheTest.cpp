@@ -26,7 +26,7 @@ TEST_F(SourceListCacheTest, NewListReplacesTheCacheAsAWhole) {
     EXPECT_TRUE(hasList());
 }
 
-TEST_F(SourceListCacheTest, AnyValueButTheEmptyTextIsTakenAsTheList) {
+TEST_F(SourceListCacheTest, AnyValueExceptTheEmptyTextIsStoredAsTheList) {
     CSourceAPI::Get();
     for (const char *text : {"null", "[]", "{}", "0", "false", R"(" ")", threeSources}) {
         SCOPED_TRACE(text);
@@ -46,7 +46,7 @@ TEST_F(SourceListCacheTest, EmptyTextAsTheListFetchesIt) {
     EXPECT_TRUE(hasList());
 }
 
-TEST_F(SourceListCacheTest, FailedRefetchKeepsTheOldListButTheNextReaderFetchesAgain) {
+TEST_F(SourceListCacheTest, FailedRefetchKeepsTheOldListAndTheNextReadFetchesAgain) {
     readText();
     breakFetch();
     EXPECT_FALSE(ClientPeer::updateList(Json::Value("")));
@@ -54,20 +54,20 @@ TEST_F(SourceListCacheTest, FailedRefetchKeepsTheOldListButTheNextReaderFetchesA
     EXPECT_EQ(cache(), parsedJson(threeSources));
     EXPECT_EQ(readText(), "no list");
     EXPECT_EQ(cache(), parsedJson(threeSources));
-    mendFetch();
+    repairFetch();
     serviceHas("[]");
     EXPECT_EQ(readText(), "[]");
     EXPECT_EQ(fetches(), 4);
 }
 
-TEST_F(SourceListCacheTest, SignalWithTheEmptyTextWhoseFetchFailsLeavesTheFetchToTheNextReader) {
+TEST_F(SourceListCacheTest, FailedFetchAfterASignalWithTheEmptyTextIsRepeatedByTheNextRead) {
     readText();
     breakFetch();
     service.emitChange(R"({"return_data":""})");
     ASSERT_TRUE(deliverSignalsOf(service.connection()));
     EXPECT_EQ(fetches(), 2);
     EXPECT_FALSE(hasList());
-    mendFetch();
+    repairFetch();
     serviceHas("[]");
     EXPECT_EQ(readText(), "[]");
     EXPECT_EQ(fetches(), 3);
@@ -79,7 +79,7 @@ TEST_F(SourceListCacheTest, RefreshSucceedsWhenBothCachesHoldData) {
          {std::pair{true, true}, {true, false}, {false, true}, {false, false}}) {
         SCOPED_TRACE(std::to_string(namesReadable) + std::to_string(listReadable));
         platform.setSourceNames(namesReadable ? std::optional<std::string>(names) : std::nullopt);
-        listReadable ? mendFetch() : breakFetch();
+        listReadable ? repairFetch() : breakFetch();
         ClientPeer::hasAnnounced() = true;
         EXPECT_EQ(ClientPeer::updateCaches(Json::Value("")), namesReadable && listReadable);
         EXPECT_FALSE(ClientPeer::hasAnnounced());
@@ -160,7 +160,7 @@ TEST_F(SourceListCacheTest, CacheLockIsFreeWhileReadersBuildAndLog) {
     EXPECT_EQ(lines, 6);
 }
 
-TEST_F(SourceListCacheTest, ReadersSeeOneListOrTheOtherWhileRefreshesRun) {
+TEST_F(SourceListCacheTest, ReadersNeverSeeAMixtureOfTwoLists) {
     const std::string three = readText();
     std::thread refresher([] {
         for (int round = 0; round < 200; ++round) {
@@ -182,7 +182,7 @@ TEST_F(SourceListCacheTest, CacheLockIsRecursive) {
     EXPECT_EQ(ClientPeer::listText(), "[]\n");
 }
 
-TEST_F(SourceListCacheTest, WhicheverRefreshRunsLastLeavesItsList) {
+TEST_F(SourceListCacheTest, LastRefreshDeterminesTheList) {
     CSourceAPI::Get();
     service.hold();
     std::thread reader([] { readText(); });

@@ -16,7 +16,7 @@ namespace {
 
 class SourceListFetchTest : public SourceListTest {};
 
-TEST_F(SourceListFetchTest, FetchFirstWaitsForTheServiceToComeUp) {
+TEST_F(SourceListFetchTest, FetchWaitsForTheReadinessEventFirst) {
     std::size_t waitsBefore = 0;
     platform.onLog([&](const LogLine &line) {
         if (line.function == "m_GetSourceList") {
@@ -28,7 +28,7 @@ TEST_F(SourceListFetchTest, FetchFirstWaitsForTheServiceToComeUp) {
     EXPECT_THAT(platform.waits(), ElementsAre(Pair("/tmp/source_service_ready", 10000)));
 }
 
-TEST_F(SourceListFetchTest, EveryFetchWaitsAlsoThatOfANameQuery) {
+TEST_F(SourceListFetchTest, EveryFetchWaitsIncludingThatOfANameQuery) {
     EXPECT_TRUE(ClientPeer::fetchList());
     EXPECT_TRUE(ClientPeer::fetchList());
     EXPECT_EQ(platform.waits().size(), 2U);
@@ -39,12 +39,12 @@ TEST_F(SourceListFetchTest, EveryFetchWaitsAlsoThatOfANameQuery) {
     EXPECT_EQ(platform.waits().size(), 3U);
 }
 
-TEST_F(SourceListFetchTest, FetchGoesOnWhateverTheWaitResults) {
+TEST_F(SourceListFetchTest, FetchContinuesWithAnyResultOfTheWait) {
     platform.setWaitResult(-1);
     EXPECT_EQ(keysOf(*readRecords()).size(), 3U);
 }
 
-TEST_F(SourceListFetchTest, NothingButTheFetchWaitsForTheService) {
+TEST_F(SourceListFetchTest, OnlyTheFetchWaitsForTheReadinessEvent) {
     service.reply(R"({"return_data":true,"SourceIconPath":""})");
     CSourceAPI *const api = CSourceAPI::Get();
     std::string text;
@@ -62,7 +62,7 @@ TEST_F(SourceListFetchTest, NothingButTheFetchWaitsForTheService) {
     EXPECT_THAT(platform.waits(), IsEmpty());
 }
 
-TEST_F(SourceListFetchTest, FailedFetchTouchesNeitherTheCacheNorItsFlag) {
+TEST_F(SourceListFetchTest, FailedFetchChangesNeitherTheCacheNorItsFlag) {
     readText();
     breakFetch();
     EXPECT_FALSE(ClientPeer::fetchList());
@@ -111,11 +111,11 @@ TEST_F(SourceListFetchTest, ReadsFailWhileTheServiceIsNotOnTheBus) {
 TEST_F(SourceListFetchTest, ReadsFailWhileTheCallFails) {
     breakFetch();
     expectFailedReads();
-    mendFetch();
+    repairFetch();
     EXPECT_NE(readText(), "no list");
 }
 
-TEST_F(SourceListFetchTest, ReadsFailWhileTheServiceAnswersFail) {
+TEST_F(SourceListFetchTest, ReadsFailWhileTheReplyHasTheResultFail) {
     service.replyTo("UtilGetSourceList", R"({"dbus_result":"fail","return_data":[]})");
     expectFailedReads();
     serviceHas("[]");

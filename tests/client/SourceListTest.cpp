@@ -104,7 +104,7 @@ TEST_F(SourceListTest, RecordCarriesEveryFieldOfItsElementButTheSettingMethod) {
     EXPECT_EQ(item.settingMethod, 0);
 }
 
-TEST_F(SourceListTest, CallersMapIsReplacedAndItsOtherOwnersKeepTheirs) {
+TEST_F(SourceListTest, CallersMapIsReplacedAndOtherOwnersKeepTheOldOne) {
     RecordsPtr records = readRecords();
     const RecordsPtr kept = records;
     ClientPeer::setList(parsedJson(R"([{"sourceType":1,"uniqueKey":"new"}])"));
@@ -155,7 +155,7 @@ TEST_F(SourceListTest, UnreadableElementEndsTheReadAndKeepsTheRecordsBeforeIt) {
     EXPECT_FALSE(CSourceAPI::Get()->GetSourceList(&records));
 }
 
-TEST_F(SourceListTest, UnreadableFieldLeavesAPartialRecordInAGoodRead) {
+TEST_F(SourceListTest, UnreadableFieldLeavesAPartialRecordInASuccessfulRead) {
     serviceHas(R"([{"sourceType":3,"uniqueKey":"k","powerState":"on","mbrActivityIndex":2}])");
     const RecordsPtr records = readRecords();
     ASSERT_EQ(records->count(3), 1U);

@@ -25,7 +25,7 @@ TEST_F(SourceNamesQueryTest, NameIsTheUsersAndElseTheDetectedOne) {
     EXPECT_EQ(nameOf(7, 1), "Player");
 }
 
-TEST_F(SourceNamesQueryTest, EditStatePlaysNoPartInTheName) {
+TEST_F(SourceNamesQueryTest, EditStateDoesNotAffectTheName) {
     platform.setSourceNames(
         R"([{"SourceType":1,"EditName":"e","DetectedName":"d","EditState":0},)"
         R"({"SourceType":2,"EditName":"","DetectedName":"d","EditState":1},{"SourceType":3}])");
@@ -44,7 +44,7 @@ TEST_F(SourceNamesQueryTest, NegativeDeviceTypeIsHandedOutAsUnsigned) {
     EXPECT_EQ(deviceOf(1, 0), 4294967295U);
 }
 
-TEST_F(SourceNamesQueryTest, FirstOfSeveralMatchingEntriesAnswers) {
+TEST_F(SourceNamesQueryTest, FirstOfSeveralMatchingEntriesIsUsed) {
     platform.setSourceNames(R"([{"SourceType":1,"EditName":"other","MbrActivityIndex":5},)"
                             R"({"SourceType":1,"EditName":"first","DeviceType":1},)"
                             R"({"SourceType":1,"EditName":"second","DeviceType":2}])");
@@ -52,7 +52,7 @@ TEST_F(SourceNamesQueryTest, FirstOfSeveralMatchingEntriesAnswers) {
     EXPECT_EQ(deviceOf(1, 0), 1U);
 }
 
-TEST_F(SourceNamesQueryTest, EntryOfAMemberThatIsNoObjectAnswersUnderItsOddKey) {
+TEST_F(SourceNamesQueryTest, EntryOfAMemberThatIsNoObjectIsFoundUnderItsUnusualKey) {
     platform.setSourceNames(R"([{"SourceType":1,"DetectedName":"carried"},5])");
     EXPECT_EQ(nameOf(-1, -2), "carried");
     EXPECT_EQ(deviceOf(-1, -2), 0U);
@@ -89,7 +89,7 @@ TEST_F(SourceNamesQueryTest, EmptyNamesCountAsLoadedAndEveryQueryFails) {
     }
 }
 
-TEST_F(SourceNamesQueryTest, StaleNamesAreRefreshedTogetherWithTheListBeforeTheAnswer) {
+TEST_F(SourceNamesQueryTest, StaleNamesAreRefreshedTogetherWithTheListBeforeTheQuery) {
     service.replyTo("UtilGetSourceList", R"({"return_data":[]})");
     CSourceAPI::Get();
     for (const auto &query : {std::function<void()>([] { EXPECT_EQ(nameOf(9, 0), "new"); }),
@@ -129,7 +129,7 @@ TEST_F(SourceNamesQueryTest, FailedListFetchFailsTheRefreshingQueryButNotTheNext
     EXPECT_EQ(nameOf(7, 0), "Game");
 }
 
-TEST_F(SourceNamesQueryTest, WrongTypesLeaveTheQueriesAsAnException) {
+TEST_F(SourceNamesQueryTest, WrongTypesMakeTheQueriesThrow) {
     CSourceAPI *const api = CSourceAPI::Get();
     ClientPeer::hasNames() = false;
     platform.setSourceNames(R"([{"SourceType":"seven"}])");
@@ -163,7 +163,7 @@ TEST_F(SourceNamesQueryTest, OnScreenTextIsThePlatforms) {
     EXPECT_EQ(text, "HDMI1");
 }
 
-TEST_F(SourceNamesQueryTest, UnknownTypeHasDashesOnScreenAndIsAFailure) {
+TEST_F(SourceNamesQueryTest, UnknownTypeIsShownAsDashesAndIsAFailure) {
     CSourceAPI *const api = CSourceAPI::Get();
     std::string text = "before";
     EXPECT_FALSE(api->GetSourceOSDText(99, text));
@@ -180,7 +180,7 @@ TEST_F(SourceNamesQueryTest, OnlyFourDashesMeanUnknown) {
     }
 }
 
-TEST_F(SourceNamesQueryTest, OnScreenTextAsksNeitherTheStoreNorTheServiceNorTheNames) {
+TEST_F(SourceNamesQueryTest, OnScreenTextReadsNeitherTheStoreNorTheServiceNorTheNames) {
     CSourceAPI *const api = CSourceAPI::Get();
     ClientPeer::hasNames() = false;
     const std::size_t reads = platform.settingReads().size();

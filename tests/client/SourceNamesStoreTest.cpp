@@ -16,7 +16,7 @@ namespace {
 
 class SourceNamesStoreTest : public SourceNamesTest {};
 
-TEST_F(SourceNamesStoreTest, EveryStoredEntryIsReadWithAllItsFields) {
+TEST_F(SourceNamesStoreTest, EveryStoredEntryIsReadWithAllFields) {
     EXPECT_THAT(readStore(), ElementsAre(game, player));
     EXPECT_THAT(platform.settingReads(), ElementsAre("db/source-list/source-name"));
 }
@@ -41,14 +41,14 @@ TEST_F(SourceNamesStoreTest, MissingKeysReadAsZeroAndEmpty) {
     EXPECT_THAT(readStore(), ElementsAre(Entry{0, "", "", 0, 0, 0, 0}));
 }
 
-TEST_F(SourceNamesStoreTest, ObjectServesAsAContainerWhoseMemberNamesAreIgnored) {
+TEST_F(SourceNamesStoreTest, ObjectIsReadLikeAnArrayIgnoringTheMemberNames) {
     platform.setSourceNames(R"({"z":{"SourceType":1,"EditName":"z"},)"
                             R"("a":{"SourceType":1,"EditName":"a"}})");
     EXPECT_THAT(readStore(),
                 ElementsAre(Entry{1, "a", "", 0, 0, 0, 0}, Entry{1, "z", "", 0, 0, 0, 0}));
 }
 
-TEST_F(SourceNamesStoreTest, MemberThatIsNoObjectTakesOverTheDetectedNameBeforeIt) {
+TEST_F(SourceNamesStoreTest, MemberThatIsNoObjectHasTheDetectedNameOfThePreviousOne) {
     platform.setSourceNames(R"([5,{"SourceType":1,"EditName":"e","DetectedName":"d",)"
                             R"("DeviceType":2,"MbrActivityIndex":3,"EditState":4,)"
                             R"("SettingMethod":5},null,"text",{"SourceType":2},[1]])");

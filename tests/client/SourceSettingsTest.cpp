@@ -21,7 +21,7 @@ namespace {
 
 using Icons = std::pair<std::string, std::string>;
 
-// What one command does. "$PID" in the request stands for the caller's process id.
+// One command: the call and its request, in which "$PID" is replaced by the caller's process id.
 struct Command {
     std::string operation;
     std::function<bool(CSourceAPI &)> call;
@@ -85,14 +85,14 @@ TEST_P(SettingsCommandTest, SendsExactlyItsMethodAndItsData) {
     EXPECT_THAT(service.lastCall().bodyType, "(suss)");
 }
 
-TEST_P(SettingsCommandTest, SuccessMakesTheNamesStaleUnlessItIsAboutIcons) {
+TEST_P(SettingsCommandTest, SuccessMakesTheNamesStaleExceptForIcons) {
     CSourceAPI::Get();
     ASSERT_TRUE(namesAreFresh());
     EXPECT_TRUE(run());
     EXPECT_EQ(namesAreFresh(), !GetParam().makesNamesStale);
 }
 
-TEST_P(SettingsCommandTest, NextNameQueryRefreshesFirstUnlessItWasAboutIcons) {
+TEST_P(SettingsCommandTest, NextNameQueryRefreshesFirstExceptAfterIcons) {
     service.replyTo("UtilGetSourceList", R"({"return_data":[]})");
     EXPECT_TRUE(run());
     platform.setSourceNames(R"([{"SourceType":7,"EditName":"Renamed"}])");
@@ -109,7 +109,7 @@ TEST_P(SettingsCommandTest, StaleNamesStayStale) {
     EXPECT_FALSE(namesAreFresh());
 }
 
-TEST_P(SettingsCommandTest, AnyOtherAnswerIsAFailureThatLeavesTheNames) {
+TEST_P(SettingsCommandTest, AnyOtherReplyIsAFailureAndLeavesTheNames) {
     CSourceAPI::Get();
     for (const char *reply :
          {R"({"return_data":false})", R"({"return_data":0})", "{}", "no JSON",
@@ -121,7 +121,7 @@ TEST_P(SettingsCommandTest, AnyOtherAnswerIsAFailureThatLeavesTheNames) {
     }
 }
 
-TEST_P(SettingsCommandTest, CallThatCannotBeMadeIsAFailureThatLeavesTheNames) {
+TEST_P(SettingsCommandTest, CallThatCannotBeMadeIsAFailureAndLeavesTheNames) {
     CSourceAPI::Get();
     service.replyWithError("test.Error.Refused", "not today");
     EXPECT_FALSE(run());
@@ -138,7 +138,7 @@ TEST_P(SettingsCommandTest, GoesThroughTheOneObject) {
     EXPECT_EQ(clientsMade(), 2U);
 }
 
-TEST_P(SettingsCommandTest, HandlesNoForeignException) {
+TEST_P(SettingsCommandTest, OtherExceptionsThanTheJsonLibrarysPassTheCommand) {
     CSourceAPI::Get();
     platform.onLog([](const LogLine &line) {
         if (line.function == "m_MakeAPICall") {
@@ -178,12 +178,12 @@ TEST_F(SourceSettingsTest, EmptyTextsAreSentAsEmptyTexts) {
     }
 }
 
-TEST_F(SourceSettingsTest, LargestDeviceTypeTravelsAsAPositiveNumber) {
+TEST_F(SourceSettingsTest, LargestDeviceTypeIsSentAsAPositiveNumber) {
     CSourceAPI::Get()->SetSourceDeviceType(7, 4294967295U, 0);
     EXPECT_THAT(service.lastCall().text, AllOf(HasSubstr("4294967295"), Not(HasSubstr("-1"))));
 }
 
-TEST_F(SourceSettingsTest, TextsTravelUnchanged) {
+TEST_F(SourceSettingsTest, TextsAreSentUnchanged) {
     const std::string odd = "B\xC3\xA4r \"%20\"\n+\\";
     EXPECT_TRUE(CSourceAPI::Get()->SetSourceEditName(7, odd, 0));
     EXPECT_EQ(service.lastCall().json["data"]["EditName"], odd);
@@ -247,7 +247,7 @@ TEST_F(SourceSettingsTest, IconQueryThatCannotBeMadeLeavesTheOutputs) {
     EXPECT_THAT(outputs(), Each(before));
 }
 
-TEST_F(SourceSettingsTest, UnreadableIconKeepsTheOutputsFromItsPlaceOn) {
+TEST_F(SourceSettingsTest, UnreadableIconLeavesItsOutputAndTheFollowingOnes) {
     const std::vector<std::pair<const char *, std::vector<std::string>>> table = {
         {"SourceIconPath", {before, before, before}},
         {"LauncherFocusedIconPath", {"/new", before, before}},

@@ -26,7 +26,7 @@ TEST_F(SubscriptionTest, FailedSubscriptionDoesNotMakeTheConnectionFail) {
     EXPECT_FALSE(ClientPeer::isSubscribed());
 }
 
-TEST_F(SubscriptionTest, FailedSubscriptionIsRetriedByTheNextRequestAndThenNoMore) {
+TEST_F(SubscriptionTest, FailedSubscriptionIsRetriedUntilItSucceeds) {
     failNextSubscription();
     CSourceAPI::Get();
     EXPECT_EQ(handledOfOneSignal(service), 0);
@@ -37,7 +37,7 @@ TEST_F(SubscriptionTest, FailedSubscriptionIsRetriedByTheNextRequestAndThenNoMor
     EXPECT_EQ(handledOfOneSignal(service), 1);
 }
 
-TEST_F(SubscriptionTest, RequestGoesOnWhenTheRetriedSubscriptionFailsToo) {
+TEST_F(SubscriptionTest, RequestContinuesWhenTheRetriedSubscriptionFails) {
     failNextSubscription();
     CSourceAPI::Get();
     failNextSubscription();
@@ -54,8 +54,8 @@ TEST_F(SubscriptionTest, RequestThatConnectsRetriesTheSubscriptionItself) {
     EXPECT_TRUE(ClientPeer::isSubscribed());
 }
 
-// Two threads that find no subscription at once must make one. Many rounds, as nothing shows when
-// a thread is about to take a lock.
+// Two threads that find no subscription at the same time must make only one. Many rounds, as a test
+// cannot see when a thread is about to take a lock.
 class SubscriptionRaceTest : public ConnectionTest {
  protected:
     // Both threads do `work`, and meet where `operation` logs its first line.

@@ -24,7 +24,7 @@ class DecodeUrlTest : public ClientTest {
     static std::string decoded(const std::string &text) { return ClientPeer::decodeUrl(text); }
 };
 
-TEST_F(DecodeUrlTest, EscapesAreDecodedAsTheScannerReadsThem) {
+TEST_F(DecodeUrlTest, EscapesAreDecodedAsSscanfReadsThem) {
     using namespace std::string_literals;
     const std::vector<std::pair<std::string, std::string>> table = {
         {"", ""},
@@ -88,7 +88,7 @@ std::string replaced(std::string text, const std::string &from, const std::strin
     return text;
 }
 
-// The same, step by step as it is promised.
+// The documented rule, step by step.
 std::string replacedInSteps(std::string text, const std::string &from, const std::string &to) {
     std::size_t position = text.find(from);
     while (position != std::string::npos) {
@@ -140,7 +140,7 @@ TEST(ReplaceTextTest, ReplacesFromLeftToRightAndNeverInsideAReplacement) {
     }
 }
 
-TEST(ReplaceTextTest, AgreesWithTheStepsOnEverySmallText) {
+TEST(ReplaceTextTest, FollowsTheDocumentedStepsOnEveryShortText) {
     for (const std::string &text : textsOver("abc", 7)) {
         for (const std::string &from : textsOver("ab", 3)) {
             for (const std::string to : {"", "a", "b", "ab", "ba", "aba", "cab"}) {

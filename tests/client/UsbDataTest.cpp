@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// What the service knows of a USB device, as text and as a map.
+// The data of a USB device, as text and as a map.
 #include <algorithm>
 #include <cstdlib>
 #include <map>
@@ -45,7 +45,7 @@ class UsbDataTest : public ClientTest {
         return CSourceAPI::GetUsbData(uniqueKey, &data);
     }
 
-    // Both forms fail, and the map pointer is left alone.
+    // Both forms fail, and the map pointer is unchanged.
     void expectBothFail() {
         const std::shared_ptr<Data> old = data;
         for (const bool asText : {true, false}) {
@@ -161,7 +161,7 @@ TEST_F(UsbDataTest, MembersOfReturnDataAreNotTheDevices) {
     EXPECT_EQ(data->at("device_name"), "outer");
 }
 
-TEST_F(UsbDataTest, EachCallMakesANewMapAndLeavesTheOldOneToItsOwners) {
+TEST_F(UsbDataTest, EachCallMakesANewMapAndOwnersKeepTheOldOne) {
     const std::shared_ptr<Data> old = data;
     EXPECT_TRUE(map());
     EXPECT_NE(data, old);
@@ -198,7 +198,7 @@ TEST_F(UsbDataTest, ReplyThatIsNoJsonIsTheTextNull) {
     }
 }
 
-// What fails.
+// Failures.
 
 TEST_F(UsbDataTest, ReplyWithoutReturnDataIsASuccess) {
     service.reply(R"({"deviceName":"Stick"})");
@@ -207,7 +207,7 @@ TEST_F(UsbDataTest, ReplyWithoutReturnDataIsASuccess) {
     EXPECT_NE(text(), refusal);
 }
 
-TEST_F(UsbDataTest, FalseReturnDataIsARefusalWhateverElseTheReplyHolds) {
+TEST_F(UsbDataTest, FalseReturnDataIsARefusalWithAnyOtherMembers) {
     Json::Value device = parsedJson(otherDevice);
     for (const char *value : {"false", "0", "0.0", "null"}) {
         SCOPED_TRACE(value);
@@ -244,7 +244,7 @@ TEST_F(UsbDataTest, FailedCallIsAFailure) {
     expectBothFail();
 }
 
-TEST_F(UsbDataTest, UnreadableIsPtpFailsTheMapWithWhatCameBefore) {
+TEST_F(UsbDataTest, UnreadableIsPtpFailsTheMapAndKeepsEarlierMembers) {
     for (const char *value : {R"("yes")", "[]", R"({"a":1})"}) {
         SCOPED_TRACE(value);
         Json::Value device = parsedJson(otherDevice);
@@ -259,8 +259,8 @@ TEST_F(UsbDataTest, UnreadableIsPtpFailsTheMapWithWhatCameBefore) {
     }
 }
 
-// Every member that is stored, in order, with the keys that are there when it is unreadable.
-TEST_F(UsbDataTest, UnreadableMemberFailsTheMapWithWhatCameBefore) {
+// Each stored member, in order, with the keys that the map contains if it is unreadable.
+TEST_F(UsbDataTest, UnreadableMemberFailsTheMapAndKeepsEarlierMembers) {
     const auto expectPrefixes =
         [this](const char *reply,
                const std::vector<std::pair<const char *, const char *>> &membersInOrder) {

@@ -29,11 +29,11 @@ class CommandsTest : public testing::Test {
     TemporaryFolder m_root;
     SourceStore m_store{m_root.path()};
     Commands m_commands{m_store};
-    // What the last request would have announced.
+    // The change that the last request would announce.
     std::optional<ListChange> m_change;
 };
 
-TEST_F(CommandsTest, WhatIsNotAnObjectOfJsonFails) {
+TEST_F(CommandsTest, RequestThatIsNotAJsonObjectFails) {
     const std::string deep(2000, '[');
     for (const std::string &request : {std::string(), std::string("no JSON"), std::string("[]"),
                                        std::string("null"), std::string("\"text\""), deep}) {
@@ -61,7 +61,7 @@ TEST_F(CommandsTest, SourceConnectSelectsTheSourceWithoutChangingTheList) {
     EXPECT_EQ(m_change, std::nullopt);
 }
 
-TEST_F(CommandsTest, SourceConnectToAnEmptyPortIsDone) {
+TEST_F(CommandsTest, SourceConnectToAnEmptyPortSucceeds) {
     EXPECT_EQ(ask("SourceConnect", R"({"SourceType":5})")["return_data"], true);
     EXPECT_EQ(m_store.model().selected(), "hdmi3");
 }
@@ -80,7 +80,7 @@ TEST_F(CommandsTest, SourceListIsTheWholeList) {
     EXPECT_EQ(m_change, std::nullopt);
 }
 
-TEST_F(CommandsTest, DetectedNameAndDeviceTypeAreKept) {
+TEST_F(CommandsTest, DetectedNameAndDeviceTypeAreStored) {
     EXPECT_EQ(ask("UtilSetSourceDetectedNameAndDeviceType",
                   R"({"SourceType":8,"DetectedName":"Kamera Nr. 2","DetectedDeviceType":4294967295,
                       "MBRActivityIndex":1})"),
@@ -90,7 +90,7 @@ TEST_F(CommandsTest, DetectedNameAndDeviceTypeAreKept) {
     EXPECT_THAT(m_change, Optional(ListChange::Described));
 }
 
-TEST_F(CommandsTest, EditNameIsKept) {
+TEST_F(CommandsTest, EditNameIsStored) {
     EXPECT_EQ(
         ask("UtilSetSourceEditName", R"({"SourceType":3,"EditName":"Été","MBRActivityIndex":0})"),
         *support::parseJson(R"({"return_data":true})"));
@@ -106,7 +106,7 @@ TEST_F(CommandsTest, SettingTheSameNameAgainAnnouncesNothing) {
     EXPECT_EQ(m_change, std::nullopt);
 }
 
-TEST_F(CommandsTest, DeviceTypeIsKeptAndAnnouncedWhenTheListShowsIt) {
+TEST_F(CommandsTest, DeviceTypeIsStoredAndAnnouncedIfItIsInTheList) {
     constexpr auto first = R"({"SourceType":4,"DeviceType":9,"MBRActivityIndex":0})";
     EXPECT_EQ(ask("UtilSetSourceDeviceType", first),
               *support::parseJson(R"({"return_data":true})"));
@@ -118,7 +118,7 @@ TEST_F(CommandsTest, DeviceTypeIsKeptAndAnnouncedWhenTheListShowsIt) {
     EXPECT_EQ(m_change, std::nullopt) << "the device type is not in the list";
 }
 
-TEST_F(CommandsTest, CustomIconsAreKeptAndToldAgain) {
+TEST_F(CommandsTest, CustomIconsAreStoredAndReturned) {
     EXPECT_EQ(ask("UtilSetCustomIconPath",
                   R"({"SourceType":3,"Pid":1234,"MbrActivityIndex":0,"SourceIconPath":"/s.png",
                       "LauncherFocusedIconPath":"/f.png","LauncherUnfocusedIconPath":"/u.png"})"),

@@ -24,8 +24,8 @@ class FaultCommandTest : public SecondShell {
         EXPECT_EQ(result.output + result.errors, "");
     }
 
-    // What the source service answers to a command, or the error.
-    std::string answerTo(const std::string &name) const {
+    // The body of the reply to a command, or the error message.
+    std::string replyTo(const std::string &name) const {
         g_autoptr(GError) error = nullptr;
         const std::string request =
             R"({"method":")" + name + R"(","data":{"SourceType":3,"SourceUniqueKey":"hdmi1"}})";
@@ -44,31 +44,31 @@ class FaultCommandTest : public SecondShell {
     support::Connection m_connection;
 };
 
-TEST_F(FaultCommandTest, NextAnswersToACommandFailAsAsked) {
+TEST_F(FaultCommandTest, NextRepliesToACommandFailAsRequested) {
     expectDone({"fault", "refused", "--command", "RunApp", "--count", "2"});
-    EXPECT_THAT(answerTo("SourceConnect"), HasSubstr("\"return_data\":true"));
-    EXPECT_THAT(answerTo("RunApp"), HasSubstr("refused on demand"));
-    EXPECT_THAT(answerTo("RunApp"), HasSubstr("refused on demand"));
-    EXPECT_THAT(answerTo("RunApp"), HasSubstr("\"return_data\":true"));
+    EXPECT_THAT(replyTo("SourceConnect"), HasSubstr("\"return_data\":true"));
+    EXPECT_THAT(replyTo("RunApp"), HasSubstr("refused on demand"));
+    EXPECT_THAT(replyTo("RunApp"), HasSubstr("refused on demand"));
+    EXPECT_THAT(replyTo("RunApp"), HasSubstr("\"return_data\":true"));
     expectDone({"fault", "late", "--delay", "1"});
-    EXPECT_THAT(answerTo("RunApp"), HasSubstr("\"return_data\":true"));
+    EXPECT_THAT(replyTo("RunApp"), HasSubstr("\"return_data\":true"));
 }
 
-TEST_F(FaultCommandTest, TvGoesOnWhileTheServiceIsDead) {
+TEST_F(FaultCommandTest, TvKeepsRunningWhileTheServiceIsDead) {
     expectDone({"fault", "crash"});
-    EXPECT_THAT(answerTo("RunApp"), HasSubstr("ServiceUnknown"));
+    EXPECT_THAT(replyTo("RunApp"), HasSubstr("ServiceUnknown"));
     EXPECT_EQ(command({"plug", "usb-stick"}).code, 0);
     EXPECT_THAT(list(), HasSubstr("usb-stick"));
     const Result second = command({"fault", "crash"});
     EXPECT_EQ(second.code, 1);
     EXPECT_THAT(second.errors, HasSubstr("the source service is dead"));
     expectDone({"fault", "restart"});
-    EXPECT_THAT(answerTo("UtilGetSourceList"), HasSubstr("usb-stick"));
+    EXPECT_THAT(replyTo("UtilGetSourceList"), HasSubstr("usb-stick"));
     expectDone({"fault", "flood", "--count", "3", "--per-second", "1000"});
     expectDone({"fault", "clear"});
 }
 
-TEST_F(FaultCommandTest, WrongUseIsRefusedBeforeTheTvIsAsked) {
+TEST_F(FaultCommandTest, WrongUsageIsRejectedWithoutARunningTv) {
     for (const auto &arguments :
          std::vector<std::vector<std::string>>{{"fault"},
                                                {"fault", "slow"},

@@ -18,17 +18,17 @@ using Clock = std::chrono::steady_clock;
 namespace {
 
 constexpr auto nameHdmi2 = R"(('source_api', uint32 0, '', '{"method":"UtilSetSourceEditName",
-    "data":{"SourceType":4,"EditName":"Carried out","MBRActivityIndex":0}}'))";
+    "data":{"SourceType":4,"EditName":"Executed","MBRActivityIndex":0}}'))";
 constexpr auto connectHdmi1 = R"(('source_api', uint32 0, '',
     '{"method":"SourceConnect","data":{"SourceType":3}}'))";
-constexpr auto rightAnswer = R"(('source_service', uint32 0, '', '{"return_data":true}'))";
+constexpr auto normalReply = R"(('source_service', uint32 0, '', '{"return_data":true}'))";
 
 }  // namespace
 
 class FaultTest : public TvOnBusTest {
  protected:
-    // What a call is answered with: the body, or the error.
-    std::string answerTo(const char *request, const char *method = "SendMessage") {
+    // The body of the reply, or the error message.
+    std::string replyTo(const char *request, const char *method = "SendMessage") {
         const Variant reply = send(method, request);
         return reply ? textOf(reply.get()) : m_error;
     }
@@ -54,80 +54,81 @@ class FaultTest : public TvOnBusTest {
         return name;
     }
 
-    // All signals that were emitted before this have arrived when it returns; it makes one more.
-    void makeMark() {
-        static int marks = 0;
-        const std::string name = "mark " + std::to_string(++marks);
+    // Emits one more signal and waits until it and all earlier ones have arrived.
+    void emitMarker() {
+        static int markers = 0;
+        const std::string name = "marker " + std::to_string(++markers);
         m_tv->rename("av", name);
         ASSERT_TRUE(serveUntil([&] {
             return !m_signals.empty() &&
-                   textOf(m_signals.back().body.get()).find("mark%20" + std::to_string(marks)) !=
-                       std::string::npos;
+                   textOf(m_signals.back().body.get())
+                           .find("marker%20" + std::to_string(markers)) != std::string::npos;
         }));
     }
 };
 
-struct Spoiled {
+struct FaultyReply {
     const char *kind;
-    const char *answer;
-    bool isCarriedOut;
+    const char *reply;
+    bool isExecuted;
 };
 
-std::ostream &operator<<(std::ostream &out, const Spoiled &spoiled) {
-    return out << spoiled.kind;
+std::ostream &operator<<(std::ostream &out, const FaultyReply &faulty) {
+    return out << faulty.kind;
 }
 
-class SpoiledAnswerTest : public FaultTest, public testing::WithParamInterface<Spoiled> {};
+class FaultyReplyTest : public FaultTest, public testing::WithParamInterface<FaultyReply> {};
 
-TEST_P(SpoiledAnswerTest, IsSeenOnceByTheCaller) {
-    const auto &[kind, answer, isCarriedOut] = GetParam();
+TEST_P(FaultyReplyTest, IsReceivedOnce) {
+    const auto &[kind, expected, isExecuted] = GetParam();
     fault(("('" + std::string(kind) + "', @a{sv} {})").c_str());
-    EXPECT_THAT(answerTo(nameHdmi2), HasSubstr(answer));
-    EXPECT_EQ(m_tv->model().source("hdmi2").editName, isCarriedOut ? "Carried out" : "");
-    EXPECT_EQ(answerTo(nameHdmi2), rightAnswer);
+    EXPECT_THAT(replyTo(nameHdmi2), HasSubstr(expected));
+    EXPECT_EQ(m_tv->model().source("hdmi2").editName, isExecuted ? "Executed" : "");
+    EXPECT_EQ(replyTo(nameHdmi2), normalReply);
     ASSERT_TRUE(serveUntil([&] { return !m_signals.empty(); })) << "a change is announced";
     EXPECT_EQ(m_signals.size(), 1U);
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    EveryKind, SpoiledAnswerTest,
+    EveryKind, FaultyReplyTest,
     testing::Values(
-        Spoiled{"not-json", "('source_service', uint32 0, '', 'no JSON on demand')", true},
-        Spoiled{"other-json", R"(('source_service', uint32 0, '', '["an array on demand"]'))",
-                true},
-        Spoiled{"no-return-data", "('source_service', uint32 0, '', '{}')", true},
-        Spoiled{"other-body", "(0,)", true}, Spoiled{"empty-body", "()", true},
-        Spoiled{"refused", R"(0, '', '{"error":"refused on demand","return_data":false}'))", false},
-        Spoiled{"dbus-fail",
-                R"('{"dbus_result":"fail","error":"refused on demand","return_data":false}'))",
-                false},
-        Spoiled{"error", "org.freedesktop.DBus.Error.Failed: refused on demand", false}),
+        FaultyReply{"not-json", "('source_service', uint32 0, '', 'no JSON on demand')", true},
+        FaultyReply{"other-json", R"(('source_service', uint32 0, '', '["an array on demand"]'))",
+                    true},
+        FaultyReply{"no-return-data", "('source_service', uint32 0, '', '{}')", true},
+        FaultyReply{"other-body", "(0,)", true}, FaultyReply{"empty-body", "()", true},
+        FaultyReply{"refused", R"(0, '', '{"error":"refused on demand","return_data":false}'))",
+                    false},
+        FaultyReply{"dbus-fail",
+                    R"('{"dbus_result":"fail","error":"refused on demand","return_data":false}'))",
+                    false},
+        FaultyReply{"error", "org.freedesktop.DBus.Error.Failed: refused on demand", false}),
     [](const auto &tested) {
         std::string name = tested.param.kind;
         name.erase(std::remove(name.begin(), name.end(), '-'), name.end());
         return name;
     });
 
-TEST_F(FaultTest, SpoiledTextComesInTheBodyThatTheMethodHas) {
+TEST_F(FaultTest, FaultyTextIsSentWithTheSignatureOfTheMethod) {
     fault("('not-json', @a{sv} {})");
     EXPECT_EQ(
-        answerTo(R"(('source_api', uint32 0, '', '{}', [(byte 0x01,)]))", "SendMessageWithBuffer"),
+        replyTo(R"(('source_api', uint32 0, '', '{}', [(byte 0x01,)]))", "SendMessageWithBuffer"),
         "('source_service', uint32 0, '', 'no JSON on demand', [(byte 0x00,)])");
 }
 
-TEST_F(FaultTest, LateAnswerIsRightAndKeepsNoOtherBack) {
+TEST_F(FaultTest, LateReplyIsCorrectAndDelaysNoOther) {
     const auto start = Clock::now();
     fault("('late', {'delay': <uint32 60>})");
     const Call late = startCall(nameHdmi2);
-    EXPECT_EQ(answerTo(connectHdmi1), rightAnswer);
-    EXPECT_EQ(m_tv->model().source("hdmi2").editName, "Carried out");
+    EXPECT_EQ(replyTo(connectHdmi1), normalReply);
+    EXPECT_EQ(m_tv->model().source("hdmi2").editName, "Executed");
     const Variant reply = finish(late);
     ASSERT_TRUE(reply) << m_error;
-    EXPECT_EQ(textOf(reply.get()), rightAnswer);
+    EXPECT_EQ(textOf(reply.get()), normalReply);
     EXPECT_GE(Clock::now() - start, milliseconds(60));
 }
 
-TEST_F(FaultTest, AnswersThatAreLateByLessOvertakeOthers) {
+TEST_F(FaultTest, RepliesWithAShorterDelayOvertakeOthers) {
     fault("('late', {'delay': <uint32 3600000>})");
     fault("('late', {'delay': <uint32 1>})");
     const Call later = startCall(connectHdmi1);
@@ -138,10 +139,10 @@ TEST_F(FaultTest, AnswersThatAreLateByLessOvertakeOthers) {
     EXPECT_FALSE(finish(later));
 }
 
-TEST_F(FaultTest, AbsentAnswerNeverComesWhileOthersDo) {
+TEST_F(FaultTest, AbsentReplyNeverArrivesWhileOthersDo) {
     fault("('absent', @a{sv} {})");
     const Call lost = startCall(nameHdmi2);
-    EXPECT_EQ(answerTo(connectHdmi1), rightAnswer);
+    EXPECT_EQ(replyTo(connectHdmi1), normalReply);
     EXPECT_FALSE(lost.isAnswered());
     EXPECT_EQ(m_tv->model().source("hdmi2").editName, "");
     fault("('crash', @a{sv} {})");
@@ -149,37 +150,37 @@ TEST_F(FaultTest, AbsentAnswerNeverComesWhileOthersDo) {
     EXPECT_THAT(m_error, HasSubstr("NoReply"));
 }
 
-TEST_F(FaultTest, CountIsTheNumberOfAnswersThatFail) {
+TEST_F(FaultTest, CountIsTheNumberOfRepliesThatFail) {
     fault("('refused', {'count': <uint32 3>})");
     for (int answer = 0; answer < 3; ++answer) {
-        EXPECT_THAT(answerTo(connectHdmi1), HasSubstr("refused on demand"));
+        EXPECT_THAT(replyTo(connectHdmi1), HasSubstr("refused on demand"));
     }
-    EXPECT_EQ(answerTo(connectHdmi1), rightAnswer);
+    EXPECT_EQ(replyTo(connectHdmi1), normalReply);
 }
 
-TEST_F(FaultTest, CommandThatIsNamedIsTheOnlyOneThatFails) {
+TEST_F(FaultTest, OnlyTheNamedCommandFails) {
     fault("('refused', {'command': <'UtilSetSourceEditName'>})");
-    EXPECT_EQ(answerTo(connectHdmi1), rightAnswer);
-    EXPECT_THAT(answerTo(nameHdmi2), HasSubstr("refused on demand"));
-    EXPECT_EQ(answerTo(nameHdmi2), rightAnswer);
+    EXPECT_EQ(replyTo(connectHdmi1), normalReply);
+    EXPECT_THAT(replyTo(nameHdmi2), HasSubstr("refused on demand"));
+    EXPECT_EQ(replyTo(nameHdmi2), normalReply);
 }
 
-TEST_F(FaultTest, OldestFaultThatMeansTheCommandComesFirst) {
+TEST_F(FaultTest, OldestFaultForACommandIsUsedFirst) {
     fault("('dbus-fail', {'command': <'UtilSetSourceEditName'>})");
     fault("('not-json', @a{sv} {})");
     fault("('error', @a{sv} {})");
-    EXPECT_THAT(answerTo(connectHdmi1), HasSubstr("no JSON"));
-    EXPECT_THAT(answerTo(nameHdmi2), HasSubstr("dbus_result"));
-    EXPECT_THAT(answerTo(nameHdmi2), HasSubstr("Error.Failed"));
-    EXPECT_EQ(answerTo(nameHdmi2), rightAnswer);
+    EXPECT_THAT(replyTo(connectHdmi1), HasSubstr("no JSON"));
+    EXPECT_THAT(replyTo(nameHdmi2), HasSubstr("dbus_result"));
+    EXPECT_THAT(replyTo(nameHdmi2), HasSubstr("Error.Failed"));
+    EXPECT_EQ(replyTo(nameHdmi2), normalReply);
 }
 
-TEST_F(FaultTest, ClearForgetsTheFaultsThatWait) {
+TEST_F(FaultTest, ClearRemovesPendingFaults) {
     fault("('refused', {'count': <uint32 100>})");
     fault("('absent', @a{sv} {})");
-    EXPECT_THAT(answerTo(connectHdmi1), HasSubstr("refused on demand"));
+    EXPECT_THAT(replyTo(connectHdmi1), HasSubstr("refused on demand"));
     fault("('clear', @a{sv} {})");
-    EXPECT_EQ(answerTo(connectHdmi1), rightAnswer);
+    EXPECT_EQ(replyTo(connectHdmi1), normalReply);
 }
 
 TEST_F(FaultTest, CrashedServiceIsGoneFromTheBusUntilItIsRestarted) {
@@ -187,37 +188,37 @@ TEST_F(FaultTest, CrashedServiceIsGoneFromTheBusUntilItIsRestarted) {
     EXPECT_THAT(first, StartsWith(":"));
     fault("('crash', @a{sv} {})");
     EXPECT_EQ(owner(), "");
-    EXPECT_THAT(answerTo(connectHdmi1), HasSubstr("ServiceUnknown"));
+    EXPECT_THAT(replyTo(connectHdmi1), HasSubstr("ServiceUnknown"));
     fault("('restart', @a{sv} {})");
     EXPECT_THAT(owner(), StartsWith(":"));
     EXPECT_NE(owner(), first);
-    EXPECT_EQ(answerTo(connectHdmi1), rightAnswer);
+    EXPECT_EQ(replyTo(connectHdmi1), normalReply);
 }
 
-TEST_F(FaultTest, RestartKillsAServiceThatIsAlive) {
+TEST_F(FaultTest, RestartKillsARunningService) {
     const std::string first = owner();
     fault("('absent', @a{sv} {})");
     const Call lost = startCall(connectHdmi1);
-    EXPECT_EQ(answerTo(connectHdmi1), rightAnswer);
+    EXPECT_EQ(replyTo(connectHdmi1), normalReply);
     fault("('restart', @a{sv} {})");
     EXPECT_FALSE(finish(lost));
     EXPECT_NE(owner(), first);
-    EXPECT_EQ(answerTo(connectHdmi1), rightAnswer);
+    EXPECT_EQ(replyTo(connectHdmi1), normalReply);
 }
 
-TEST_F(FaultTest, WhatHappensWhileTheServiceIsDeadIsKeptAndAnnouncedToNobody) {
+TEST_F(FaultTest, ChangesWhileTheServiceIsDeadAreStoredButNotAnnounced) {
     fault("('crash', @a{sv} {})");
     ASSERT_TRUE(control("Plug", "('usb-stick', @a{sv} {})")) << m_error;
     fault("('restart', @a{sv} {})");
-    makeMark();
-    ASSERT_EQ(m_signals.size(), 1U) << "the mark only";
+    emitMarker();
+    ASSERT_EQ(m_signals.size(), 1U) << "the marker only";
     EXPECT_EQ(m_signals.back().message()["return_data"][7]["uniqueKey"], "usb-stick");
 }
 
-TEST_F(FaultTest, FaultsThatWaitSurviveTheDeathOfTheService) {
+TEST_F(FaultTest, PendingFaultsSurviveARestartOfTheService) {
     fault("('refused', @a{sv} {})");
     fault("('restart', @a{sv} {})");
-    EXPECT_THAT(answerTo(connectHdmi1), HasSubstr("refused on demand"));
+    EXPECT_THAT(replyTo(connectHdmi1), HasSubstr("refused on demand"));
 }
 
 TEST_F(FaultTest, DeadServiceCannotCrashOrFlood) {
@@ -226,16 +227,16 @@ TEST_F(FaultTest, DeadServiceCannotCrashOrFlood) {
     EXPECT_THAT(refusalOf("('flood', {'count': <uint32 1>})"), HasSubstr("fault restart"));
 }
 
-TEST_F(FaultTest, FloodAnnouncesTheListAsOftenAsAsked) {
+TEST_F(FaultTest, FloodEmitsTheRequestedNumberOfSignals) {
     fault("('flood', {'count': <uint32 500>})");
     ASSERT_TRUE(serveUntil([&] { return m_signals.size() >= 500; }));
     EXPECT_EQ(m_signals.back().message()["method"], "SourceListChanged");
     EXPECT_EQ(m_signals.back().message()["return_data"], m_tv->model().list());
-    makeMark();
+    emitMarker();
     EXPECT_EQ(m_signals.size(), 501U);
 }
 
-TEST_F(FaultTest, FloodIsNotFasterThanItsRate) {
+TEST_F(FaultTest, FloodKeepsToItsRate) {
     const auto start = Clock::now();
     fault("('flood', {'count': <uint32 5>, 'per_second': <uint32 50>})");
     ASSERT_TRUE(serveUntil([&] { return m_signals.size() == 5; }));
@@ -245,29 +246,29 @@ TEST_F(FaultTest, FloodIsNotFasterThanItsRate) {
 TEST_F(FaultTest, CallsAreAnsweredDuringAFloodAndClearEndsIt) {
     fault("('flood', {'count': <uint32 1000000>, 'per_second': <uint32 1000>})");
     ASSERT_TRUE(serveUntil([&] { return m_signals.size() >= 5; }));
-    EXPECT_EQ(answerTo(connectHdmi1), rightAnswer);
+    EXPECT_EQ(replyTo(connectHdmi1), normalReply);
     fault("('clear', @a{sv} {})");
-    makeMark();
+    emitMarker();
     const std::size_t before = m_signals.size();
-    makeMark();
+    emitMarker();
     EXPECT_EQ(m_signals.size(), before + 1);
 }
 
-TEST_F(FaultTest, CrashEndsAFloodForGood) {
+TEST_F(FaultTest, RestartEndsAFlood) {
     fault("('flood', {'count': <uint32 1000000>, 'per_second': <uint32 1000>})");
     ASSERT_TRUE(serveUntil([&] { return m_signals.size() >= 5; }));
     fault("('restart', @a{sv} {})");
-    makeMark();
+    emitMarker();
     const std::size_t before = m_signals.size();
-    makeMark();
+    emitMarker();
     EXPECT_EQ(m_signals.size(), before + 1);
 }
 
-TEST_F(FaultTest, OrderThatMakesNoSenseIsRefusedWithTheReason) {
+TEST_F(FaultTest, InvalidFaultIsRejectedWithTheReason) {
     struct {
-        const char *order;
+        const char *arguments;
         const char *why;
-    } const orders[] = {
+    } const invalid[] = {
         {"('slow', @a{sv} {})", "there is no fault \"slow\"; there are late, not-json"},
         {"('late', @a{sv} {})", "the fault late needs a delay"},
         {"('flood', @a{sv} {})", "the fault flood needs a count"},
@@ -280,10 +281,10 @@ TEST_F(FaultTest, OrderThatMakesNoSenseIsRefusedWithTheReason) {
         {"('error', {'command': <'Run'>})",
          "there is no command \"Run\"; the source service has RunApp, SourceConnect"},
     };
-    for (const auto &[order, why] : orders) {
-        EXPECT_THAT(refusalOf(order), HasSubstr(why));
+    for (const auto &[arguments, why] : invalid) {
+        EXPECT_THAT(refusalOf(arguments), HasSubstr(why));
     }
-    EXPECT_EQ(answerTo(connectHdmi1), rightAnswer);
+    EXPECT_EQ(replyTo(connectHdmi1), normalReply);
 }
 
 }  // namespace emulated_tv

@@ -44,7 +44,7 @@ TEST(MainLoopTest, SignalIsDeliveredWithItsOriginEvenIfItIsIgnored) {
     const support::SignalWatch watch(
         {SIGUSR1, SIGUSR2}, [&](const signalfd_siginfo &signal) { delivered.push_back(signal); });
     std::signal(SIGUSR2, SIG_IGN);
-    // To this thread only, as others may not block them.
+    // Sent to this thread, since other threads may not have blocked them.
     raise(SIGUSR1);
     raise(SIGUSR2);
     EXPECT_TRUE(support::iterateUntil([&delivered] { return delivered.size() == 2; }, minutes(1)));

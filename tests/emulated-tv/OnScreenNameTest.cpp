@@ -11,7 +11,7 @@
 
 namespace emulated_tv {
 
-TEST(OnScreenNameTest, EveryTypeThatTheTvKnowsHasItsName) {
+TEST(OnScreenNameTest, EveryKnownTypeHasItsName) {
     const std::map<int, std::string> names = {{1, "TV"},     {2, "AV"},     {3, "HDMI 1"},
                                               {4, "HDMI 2"}, {5, "HDMI 3"}, {8, "USB"}};
     for (const auto &[type, name] : names) {
@@ -20,7 +20,7 @@ TEST(OnScreenNameTest, EveryTypeThatTheTvKnowsHasItsName) {
     }
 }
 
-TEST(OnScreenNameTest, UnknownTypesAreDashes) {
+TEST(OnScreenNameTest, UnknownTypesAreShownAsDashes) {
     for (const int type : {INT_MIN, -1, 0, 6, 7, 9, INT_MAX}) {
         EXPECT_EQ(CSourceUtil::GetLagacySourceType(type), "----");
         EXPECT_EQ(onScreenName(type), nullptr);

@@ -16,7 +16,7 @@ constexpr auto namesKey = "db/source-list/source-name";
 
 class PersistenceTest : public testing::Test {
  protected:
-    // The document that clients read, as it is on the disk.
+    // The names document on disk, which clients read.
     Json::Value storedNames() const {
         return support::parseJson(SettingsStore(m_root.path()).get(namesKey).value_or(""))
             .value_or("none");
@@ -59,7 +59,7 @@ TEST_F(PersistenceTest, RestartKeepsEverything) {
     EXPECT_EQ(storedNames(), store.model().names());
 }
 
-TEST_F(PersistenceTest, ChangeIsOnTheDiskBeforeItIsAnswered) {
+TEST_F(PersistenceTest, ChangeIsOnDiskBeforeTheReplyIsSent) {
     SourceStore store(m_root.path());
     Commands(store).answer(
         R"({"method":"UtilSetSourceDeviceType",
@@ -71,7 +71,7 @@ TEST_F(PersistenceTest, ChangeIsOnTheDiskBeforeItIsAnswered) {
 TEST_F(PersistenceTest, ChangeThatCannotBeWrittenFailsAndIsNotMade) {
     SourceStore store(m_root.path());
     const Json::Value before = store.model().toJson();
-    // A folder is in the way of the file.
+    // A folder with the name of the file makes writing fail.
     std::filesystem::remove(m_root.path() / "state.json");
     std::filesystem::create_directories(m_root.path() / "state.json" / "in the way");
     const auto answer = Commands(store).answer(
@@ -84,7 +84,7 @@ TEST_F(PersistenceTest, ChangeThatCannotBeWrittenFailsAndIsNotMade) {
     EXPECT_EQ(store.model().toJson(), before);
 }
 
-TEST_F(PersistenceTest, StateThatCannotBeReadIsNotReplaced) {
+TEST_F(PersistenceTest, UnreadableStateIsNotOverwritten) {
     for (const char *content : {"", "{", "[]", R"({"selected":"tuner"})"}) {
         replaceFile(m_root.path() / "state.json", content);
         EXPECT_THROW(SourceStore store(m_root.path()), std::runtime_error);
@@ -92,7 +92,7 @@ TEST_F(PersistenceTest, StateThatCannotBeReadIsNotReplaced) {
     }
 }
 
-TEST_F(PersistenceTest, NamesLostFromTheStoreComeBackAtTheNextStart) {
+TEST_F(PersistenceTest, NamesMissingFromTheStoreAreRestoredAtTheNextStart) {
     { const SourceStore store(m_root.path()); }
     SettingsStore(m_root.path()).remove(namesKey);
     const SourceStore store(m_root.path());

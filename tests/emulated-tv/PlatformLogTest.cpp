@@ -36,7 +36,7 @@ GLogWriterOutput record(GLogLevelFlags level, const GLogField *fields, gsize cou
 
 }  // namespace
 
-// What is written to the log, as GLib's writer gets it.
+// Records the fields that GLib passes to the log writer.
 class PlatformLogTest : public testing::Test {
  protected:
     static void SetUpTestSuite() { g_log_set_writer_func(record, nullptr, nullptr); }
@@ -48,7 +48,7 @@ class PlatformLogTest : public testing::Test {
 
 #define PREFIX "%s: %s(%d) > [%s:%d] "
 
-TEST_F(PlatformLogTest, LineOfTheLibraryBecomesFields) {
+TEST_F(PlatformLogTest, LineOfTheLibraryIsSplitIntoFields) {
     const int length = __dlog_print(0, 6, "SOURCE_API", PREFIX "value %d of %s\n", "File.cpp",
                                     "function", 12, "function", 12, 7, "seven");
     const std::string message = "File.cpp: function(12) > [function:12] value 7 of seven";
@@ -64,7 +64,7 @@ TEST_F(PlatformLogTest, LineOfTheLibraryBecomesFields) {
                                   {"SOURCE_LOG_PRIORITY", "6"}}));
 }
 
-TEST_F(PlatformLogTest, LineWithoutThePrefixHasNoPlaceInTheCode) {
+TEST_F(PlatformLogTest, LineWithoutThePrefixHasNoCodeLocation) {
     __dlog_print(3, 4, "OTHER", "%s: only %d\n", "text", 1);
     ASSERT_EQ(records.size(), 1U);
     EXPECT_EQ(records[0], (Record{{"MESSAGE", "text: only 1"},
@@ -74,7 +74,7 @@ TEST_F(PlatformLogTest, LineWithoutThePrefixHasNoPlaceInTheCode) {
                                   {"SOURCE_LOG_PRIORITY", "4"}}));
 }
 
-TEST_F(PlatformLogTest, PrioritiesBecomeThoseOfTheSystemsLog) {
+TEST_F(PlatformLogTest, PrioritiesAreMappedToThoseOfTheSystemsLog) {
     const std::map<int, std::string> priorities = {{-1, "5"}, {0, "5"}, {1, "5"}, {2, "7"},
                                                    {3, "7"},  {4, "6"}, {5, "4"}, {6, "3"},
                                                    {7, "2"},  {8, "5"}, {99, "5"}};
@@ -87,7 +87,7 @@ TEST_F(PlatformLogTest, PrioritiesBecomeThoseOfTheSystemsLog) {
     }
 }
 
-TEST_F(PlatformLogTest, NoPriorityEndsTheProcessOrReachesATerminalByItself) {
+TEST_F(PlatformLogTest, EveryPriorityIsLoggedAtGLibsDebugLevel) {
     for (int priority = 0; priority < 9; ++priority) {
         __dlog_print(0, priority, "TAG", "text");
     }
@@ -95,7 +95,7 @@ TEST_F(PlatformLogTest, NoPriorityEndsTheProcessOrReachesATerminalByItself) {
     EXPECT_THAT(levels, testing::Each(G_LOG_LEVEL_DEBUG));
 }
 
-TEST_F(PlatformLogTest, LongLineIsWrittenWhole) {
+TEST_F(PlatformLogTest, LongLineIsNotCut) {
     for (const std::size_t size : {1022U, 1023U, 1024U, 1025U, 100000U}) {
         records.clear();
         const std::string text(size, 'x');
@@ -105,7 +105,7 @@ TEST_F(PlatformLogTest, LongLineIsWrittenWhole) {
     }
 }
 
-TEST_F(PlatformLogTest, OnlyOneNewlineIsTakenAway) {
+TEST_F(PlatformLogTest, OnlyOneNewlineIsRemoved) {
     __dlog_print(0, 4, "TAG", "text\n\n");
     __dlog_print(0, 4, "TAG", "%s", "");
     ASSERT_EQ(records.size(), 2U);
@@ -113,13 +113,13 @@ TEST_F(PlatformLogTest, OnlyOneNewlineIsTakenAway) {
     EXPECT_EQ(records[1].at("MESSAGE"), "");
 }
 
-TEST_F(PlatformLogTest, NullTagIsLeftOut) {
+TEST_F(PlatformLogTest, NullTagIsOmitted) {
     EXPECT_EQ(__dlog_print(0, 4, nullptr, "text"), 4);
     ASSERT_EQ(records.size(), 1U);
     EXPECT_EQ(records[0].count("GLIB_DOMAIN"), 0U);
 }
 
-TEST_F(PlatformLogTest, NullFormatIsRefused) {
+TEST_F(PlatformLogTest, NullFormatIsRejected) {
     const char *format = nullptr;
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-security"
@@ -128,7 +128,7 @@ TEST_F(PlatformLogTest, NullFormatIsRefused) {
     EXPECT_TRUE(records.empty());
 }
 
-TEST_F(PlatformLogTest, LinesOfManyThreadsStayWhole) {
+TEST_F(PlatformLogTest, LinesOfManyThreadsAreNotMixed) {
     constexpr int threads = 8;
     constexpr int lines = 100;
     std::vector<std::thread> writers;
@@ -156,13 +156,13 @@ TEST_F(PlatformLogTest, LinesOfManyThreadsStayWhole) {
     EXPECT_EQ(linesOfWriter.size(), static_cast<std::size_t>(threads));
 }
 
-TEST(TerminalSilenceTest, LogStaysOffTheTerminal) {
+TEST(TerminalLogTest, LogIsNotPrintedByDefault) {
     Program program({LOG_ONE_LINE}, {{"G_MESSAGES_DEBUG", ""}});
     EXPECT_EQ(program.exitCode(), 0);
     EXPECT_EQ(program.output() + program.errors(), "");
 }
 
-TEST(TerminalSilenceTest, LogIsShownWhenItIsAskedFor) {
+TEST(TerminalLogTest, LogIsPrintedWithTheDebugVariable) {
     for (const char *domain : {"all", "SOURCE_API"}) {
         Program program({LOG_ONE_LINE}, {{"G_MESSAGES_DEBUG", domain}});
         EXPECT_EQ(program.exitCode(), 0);

@@ -24,7 +24,7 @@ class PlayerTest : public TvOnBusTest {
     }
 };
 
-TEST_F(PlayerTest, EveryEventHappensInItsTurn) {
+TEST_F(PlayerTest, EventsHappenInOrder) {
     Player player(Scenario("f", R"({"events": [
                       {"do": "plug", "source": "usb-x", "name": "X", "deviceType": 9},
                       {"do": "rename", "source": "usb-x", "name": "Mine"},
@@ -53,7 +53,7 @@ TEST_F(PlayerTest, NoEventHappensBeforeItsTime) {
     EXPECT_THAT(results(), ElementsAre(1, 2));
 }
 
-TEST_F(PlayerTest, NothingHappensBeforeTheStartAndOnlyOnceAfterwards) {
+TEST_F(PlayerTest, EventsHappenOnceAndNotBeforeTheStart) {
     Player player(Scenario("f", R"({"events": [{"do": "emit", "result": 1}]})"), *m_tv);
     ASSERT_TRUE(control("List", "()"));
     player.start();
@@ -63,7 +63,7 @@ TEST_F(PlayerTest, NothingHappensBeforeTheStartAndOnlyOnceAfterwards) {
     EXPECT_THAT(results(), ElementsAre(1, 5));
 }
 
-TEST_F(PlayerTest, WhatIsNotDueWhenItIsStoppedDoesNotHappen) {
+TEST_F(PlayerTest, StoppingCancelsEventsThatAreNotDue) {
     Player player(Scenario("f", R"({"events": [{"do": "emit", "result": 1},
                                                {"at": 30, "do": "emit", "result": 2}]})"),
                   *m_tv);
@@ -75,7 +75,7 @@ TEST_F(PlayerTest, WhatIsNotDueWhenItIsStoppedDoesNotHappen) {
     EXPECT_THAT(results(), ElementsAre(1, 3));
 }
 
-TEST_F(PlayerTest, FaultsAreMade) {
+TEST_F(PlayerTest, FaultEventsAddFaults) {
     Player player(Scenario("f", R"({"events": [
                       {"do": "fault", "kind": "refused", "command": "RunApp", "count": 2},
                       {"do": "fault", "kind": "flood", "count": 3, "perSecond": 1000}]})"),
@@ -88,7 +88,7 @@ TEST_F(PlayerTest, FaultsAreMade) {
     EXPECT_THAT(textOf(reply.get()), testing::HasSubstr("refused on demand"));
 }
 
-TEST_F(PlayerTest, RefusedEventIsSaidWithItsPlaceAndTheNextHappens) {
+TEST_F(PlayerTest, RefusedEventIsReportedWithItsLineAndTheNextHappens) {
     Player player(Scenario("play.json", R"({"events": [
                       {"do": "unplug", "source": "hdmi9"},
                       {"do": "emit", "result": 2}]})"),
@@ -100,7 +100,7 @@ TEST_F(PlayerTest, RefusedEventIsSaidWithItsPlaceAndTheNextHappens) {
     ASSERT_TRUE(serveUntil([&] { return !m_signals.empty(); }));
 }
 
-TEST_F(PlayerTest, EventThatIsNotDueWhenThePlayerGoesNeverHappens) {
+TEST_F(PlayerTest, DestroyingThePlayerCancelsEventsThatAreNotDue) {
     {
         Player player(Scenario("f", R"({"events": [{"at": 30, "do": "emit", "result": 1}]})"),
                       *m_tv);

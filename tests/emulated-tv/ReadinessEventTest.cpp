@@ -29,7 +29,7 @@ class ReadinessEventTest : public testing::Test {
     ReadinessEvent m_event{m_root.path(), eventName};
 };
 
-TEST_F(ReadinessEventTest, EventThatHasHappenedIsSeenAtOnceAndWithoutTimeToWait) {
+TEST_F(ReadinessEventTest, WaitForASetEventReturnsAtOnceWithAnyTimeOut) {
     m_event.set();
     EXPECT_TRUE(m_event.wait(milliseconds(0)));
     EXPECT_TRUE(m_event.wait(seconds(20)));
@@ -41,42 +41,42 @@ TEST_F(ReadinessEventTest, SettingTwiceIsHarmless) {
     EXPECT_TRUE(m_event.wait(milliseconds(0)));
 }
 
-TEST_F(ReadinessEventTest, ClearedEventHasNotHappened) {
+TEST_F(ReadinessEventTest, ClearedEventIsNotSet) {
     m_event.set();
     m_event.clear();
     EXPECT_FALSE(m_event.wait(milliseconds(0)));
     EXPECT_NO_THROW(m_event.clear());
 }
 
-TEST_F(ReadinessEventTest, EventsAreToldApartByName) {
+TEST_F(ReadinessEventTest, EventsAreDistinguishedByName) {
     ReadinessEvent(m_root.path(), "/tmp/another_event").set();
     EXPECT_FALSE(m_event.wait(milliseconds(0)));
 }
 
-TEST_F(ReadinessEventTest, WaitEndsWhenTheEventHappens) {
-    bool hasHappened = false;
-    std::thread waiter([&] { hasHappened = m_event.wait(seconds(20)); });
+TEST_F(ReadinessEventTest, WaitEndsWhenTheEventIsSet) {
+    bool isSet = false;
+    std::thread waiter([&] { isSet = m_event.wait(seconds(20)); });
     m_event.set();
     waiter.join();
-    EXPECT_TRUE(hasHappened);
+    EXPECT_TRUE(isSet);
 }
 
-TEST_F(ReadinessEventTest, WaitEndsWhenTheEventHappensLateAndOthersHappenBefore) {
-    bool hasHappened = false;
+TEST_F(ReadinessEventTest, WaitEndsWhenItsOwnEventIsSetAfterAnother) {
+    bool isSet = false;
     Clock::duration waited{};
     std::thread waiter([&] {
         const auto start = Clock::now();
-        hasHappened = m_event.wait(seconds(20));
+        isSet = m_event.wait(seconds(20));
         waited = Clock::now() - start;
     });
-    // The folder is made by who waits, so its presence tells that the waiting has begun.
+    // wait() creates the folder, so it is waiting once the folder exists.
     while (!std::filesystem::exists(m_root.path() / "events")) {
         std::this_thread::yield();
     }
     ReadinessEvent(m_root.path(), "/tmp/another_event").set();
     m_event.set();
     waiter.join();
-    EXPECT_TRUE(hasHappened);
+    EXPECT_TRUE(isSet);
     EXPECT_LT(waited, seconds(20));
 }
 
@@ -96,7 +96,7 @@ TEST_F(ReadinessEventTest, ManyWaitersAllSeeTheEvent) {
     }
 }
 
-TEST_F(ReadinessEventTest, TimeOutIsInMillisecondsAndHonoured) {
+TEST_F(ReadinessEventTest, TimeOutIsInMilliseconds) {
     const auto start = Clock::now();
     EXPECT_FALSE(m_event.wait(milliseconds(150)));
     const auto waited = Clock::now() - start;
@@ -104,7 +104,7 @@ TEST_F(ReadinessEventTest, TimeOutIsInMillisecondsAndHonoured) {
     EXPECT_LT(waited, seconds(60)) << "150 of a larger unit are longer";
 }
 
-TEST_F(ReadinessEventTest, WithoutARootThereIsNothingToWaitFor) {
+TEST_F(ReadinessEventTest, WaitFailsAtOnceWithoutARoot) {
     const ReadinessEvent event(m_root.path() / "missing", eventName);
     const auto start = Clock::now();
     EXPECT_FALSE(event.wait(seconds(100)));
@@ -118,13 +118,13 @@ class FerrelWaitEventTest : public ReadinessEventTest {
     void TearDown() override { unsetenv(tvRootVariable); }
 };
 
-TEST_F(FerrelWaitEventTest, EventThatHasHappenedGivesZero) {
+TEST_F(FerrelWaitEventTest, SetEventReturnsZero) {
     m_event.set();
     EXPECT_EQ(FerrelWaitEvent(eventName, 0), 0);
     EXPECT_EQ(FerrelWaitEvent(eventName, INT_MAX), 0);
 }
 
-TEST_F(FerrelWaitEventTest, TimeOutGivesMinusOne) {
+TEST_F(FerrelWaitEventTest, TimeOutReturnsMinusOne) {
     EXPECT_EQ(FerrelWaitEvent(eventName, 0), -1);
     EXPECT_EQ(FerrelWaitEvent(eventName, 20), -1);
 }

@@ -37,7 +37,7 @@ TEST_F(ScenarioCommandTest, MistakesAreReportedBeforeAnythingStarts) {
     EXPECT_TRUE(noRootIsLeft());
 }
 
-TEST_F(ScenarioCommandTest, FileThatIsNotThereIsReported) {
+TEST_F(ScenarioCommandTest, MissingFileIsReported) {
     Program tv(run(scratch() / "none.json", "echo started"), environment());
     EXPECT_EQ(tv.exitCode(), 2);
     EXPECT_EQ(tv.output(), "");
@@ -63,7 +63,7 @@ TEST_F(ScenarioCommandTest, TvHasTheSourcesThatTheScenarioDescribes) {
     EXPECT_THAT(tv.output(), testing::ContainsRegex("^[*] +a +3 +0 +HDMI 1 +on\n$"));
 }
 
-TEST_F(ScenarioCommandTest, EventsThatFallDueWhenTheTvHasEndedAreHarmless) {
+TEST_F(ScenarioCommandTest, EventsDueAfterTheEndOfTheTvAreIgnored) {
     Program tv(
         run(file(R"({"events": [{"at": 60000, "do": "plug", "source": "usb-x"}]})"), "exit 3"),
         environment());
@@ -72,7 +72,7 @@ TEST_F(ScenarioCommandTest, EventsThatFallDueWhenTheTvHasEndedAreHarmless) {
     EXPECT_TRUE(noRootIsLeft());
 }
 
-TEST_F(ScenarioCommandTest, WithoutACommandTimeBeginsWhenTheTvIsOn) {
+TEST_F(ScenarioCommandTest, WithoutACommandTimesCountFromTheStartOfTheTv) {
     const auto scenario = file(R"({"events": [{"do": "plug", "source": "usb-x"}]})");
     Program tv(emulator({"run", "--scenario", scenario, "--root", scratch() / "root"}),
                environment());
@@ -84,7 +84,7 @@ TEST_F(ScenarioCommandTest, WithoutACommandTimeBeginsWhenTheTvIsOn) {
     EXPECT_EQ(list.exitCode(), 0);
 }
 
-TEST_F(ScenarioCommandTest, ScenarioMayComeFromAPipe) {
+TEST_F(ScenarioCommandTest, ScenarioCanBeReadFromAPipe) {
     Program tv({"sh", "-c",
                 std::string("echo '{\"events\": []}' | ") + TV_EMULATOR +
                     " run --scenario /dev/stdin -- true"},
@@ -92,7 +92,7 @@ TEST_F(ScenarioCommandTest, ScenarioMayComeFromAPipe) {
     EXPECT_EQ(tv.exitCode(), 0) << tv.errors();
 }
 
-TEST_F(ScenarioCommandTest, ExampleOfADyingServicePlaysAsItSays) {
+TEST_F(ScenarioCommandTest, ExampleOfADyingServiceDoesWhatItDescribes) {
     Program tv(run(std::filesystem::path(SCENARIOS) / "service-dies.json",
                    std::string("tv=") + TV_EMULATOR +
                        "; until $tv list | grep 'hdmi2 .* on '; do :; done;"

@@ -125,11 +125,11 @@ INSTANTIATE_TEST_SUITE_P(
               "\"count\", \"delay\", \"do\", \"kind\", \"perSecond\""}),
     [](const auto &tested) { return tested.param.name; });
 
-TEST(ScenarioTest, NestingWithoutEndIsReported) {
+TEST(ScenarioTest, TooDeepNestingIsReported) {
     EXPECT_EQ(mistakesIn(std::string(5000, '[')), "file.json:1: not JSON: nested too deeply");
 }
 
-TEST(ScenarioTest, TimesCountFromTheStartOrFromTheEventBefore) {
+TEST(ScenarioTest, TimesCountFromTheStartOrFromThePreviousEvent) {
     const Scenario scenario("f", R"({"events": [
         {"do": "emit", "result": 1},
         {"do": "emit", "result": 1, "at": 200},
@@ -145,7 +145,7 @@ TEST(ScenarioTest, TimesCountFromTheStartOrFromTheEventBefore) {
     EXPECT_EQ(scenario.events()[2].place, "f:4");
 }
 
-TEST(ScenarioTest, SourcesHaveWhatIsNotSaidByDefault) {
+TEST(ScenarioTest, OmittedMembersOfASourceHaveDefaults) {
     const Scenario scenario("f", R"({"events": [], "tv": {"selected": "hdmi1", "sources": [
         {"uniqueKey": "hdmi1", "sourceType": 3, "detectedName": "Player", "powerState": 0}]}})");
     ASSERT_TRUE(scenario.tv());
@@ -161,7 +161,7 @@ TEST(ScenarioTest, DefaultTvCanBeDescribedByAScenario) {
     EXPECT_EQ(mistakesIn(std::string("{\"events\": [], \"tv\": ") + defaultTv + "}"), "");
 }
 
-TEST(ScenarioTest, SchemaKnowsEveryFaultAndEveryCommand) {
+TEST(ScenarioTest, SchemaListsEveryFaultAndEveryCommand) {
     const Json::Value schema = *support::parseJson(scenarioSchema);
     for (const Json::Value &event : schema["definitions"]["event"]["oneOf"]) {
         if (event["properties"]["do"]["const"] == "fault") {

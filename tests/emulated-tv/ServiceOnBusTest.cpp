@@ -9,7 +9,7 @@ namespace emulated_tv {
 
 class ServiceOnBusTest : public TvOnBusTest {};
 
-TEST_F(ServiceOnBusTest, PlainRequestIsAnsweredWithAPlainBody) {
+TEST_F(ServiceOnBusTest, ReplyToARequestWithoutABufferHasNoBuffer) {
     const Variant reply = send(
         "SendMessage",
         R"(('source_api', uint32 0, '', '{"method":"SourceConnect","data":{"SourceType":3}}'))");
@@ -18,7 +18,7 @@ TEST_F(ServiceOnBusTest, PlainRequestIsAnsweredWithAPlainBody) {
     EXPECT_EQ(m_tv->model().selected(), "hdmi1");
 }
 
-TEST_F(ServiceOnBusTest, RequestWithABufferIsAnsweredWithTheZeroByteThatMeansNone) {
+TEST_F(ServiceOnBusTest, ReplyToARequestWithABufferHasTheZeroByteOfAnEmptyBuffer) {
     const Variant reply = send("SendMessageWithBuffer",
                                R"(('source_api', uint32 7, 'aside',
                                    '{"method":"SourceConnect","data":{"SourceType":3}}',
@@ -38,13 +38,13 @@ TEST_F(ServiceOnBusTest, ListIsInTheReply) {
     EXPECT_EQ(support::parseJson(text).value_or("")["return_data"], m_tv->model().list());
 }
 
-TEST_F(ServiceOnBusTest, TextThatIsNotUnderstoodIsAnsweredNotDropped) {
+TEST_F(ServiceOnBusTest, UnreadableTextGetsAReply) {
     const Variant reply = send("SendMessage", "('', uint32 0, '', '')");
     ASSERT_TRUE(reply) << m_error;
     EXPECT_THAT(textOf(reply.get()), testing::HasSubstr(R"("dbus_result":"fail")"));
 }
 
-TEST_F(ServiceOnBusTest, BodyOfAnotherShapeIsRefusedByTheBus) {
+TEST_F(ServiceOnBusTest, UnexpectedSignatureOrMethodGetsAnErrorReply) {
     EXPECT_FALSE(send("SendMessage", "('source_api',)"));
     EXPECT_NE(m_error, "");
     EXPECT_FALSE(send("SendMessageWithBuffer", "('source_api', uint32 0, '', '{}')"));
@@ -66,7 +66,7 @@ TEST_F(ServiceOnBusTest, SecondServiceOnOneBusIsRefused) {
                  std::runtime_error);
 }
 
-TEST_F(ServiceOnBusTest, NameIsFreeAgainWhenTheServiceHasGone) {
+TEST_F(ServiceOnBusTest, NameIsReleasedWithTheService) {
     m_control.reset();
     m_tv.reset();
     EXPECT_NO_THROW(EmulatedTv(g_test_dbus_get_bus_address(m_bus.get()), m_root.path()));
@@ -111,7 +111,7 @@ TEST_F(ServiceOnBusTest, EachKindOfChangeHasItsOwnResult) {
     EXPECT_EQ(m_tv->model().source("hdmi3").deviceType, 4U);
 }
 
-TEST_F(ServiceOnBusTest, WhatLeavesTheListAsItWasIsNotAnnounced) {
+TEST_F(ServiceOnBusTest, UnchangedListIsNotAnnounced) {
     ASSERT_TRUE(control("Plug", "('hdmi2', @a{sv} {})")) << m_error;
     ASSERT_TRUE(send(
         "SendMessage",
@@ -123,7 +123,7 @@ TEST_F(ServiceOnBusTest, WhatLeavesTheListAsItWasIsNotAnnounced) {
     EXPECT_EQ(m_signals.front().message()["data"]["result"], 4);
 }
 
-TEST_F(ServiceOnBusTest, RefusalReachesTheOneWhoAsked) {
+TEST_F(ServiceOnBusTest, RefusalIsReturnedToTheCaller) {
     EXPECT_FALSE(control("Unplug", "('hdmi9',)"));
     EXPECT_THAT(m_error, testing::HasSubstr("there is no source \"hdmi9\"; the TV has tuner"));
     EXPECT_FALSE(control("SetPower", "('hdmi3', true)"));

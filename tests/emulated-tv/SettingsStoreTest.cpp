@@ -27,7 +27,7 @@ class SettingsStoreTest : public testing::Test {
     SettingsStore m_store{m_root.path()};
 };
 
-TEST_F(SettingsStoreTest, KeyWithoutValueReadsAsNothing) {
+TEST_F(SettingsStoreTest, KeyWithoutAValueIsReadAsMissing) {
     EXPECT_EQ(m_store.get("some/key"), std::nullopt);
 }
 
@@ -42,7 +42,7 @@ TEST_F(SettingsStoreTest, EmptyValueIsAValue) {
     EXPECT_THAT(m_store.get("some/key"), Optional(std::string()));
 }
 
-TEST_F(SettingsStoreTest, ValueOutlivesTheStore) {
+TEST_F(SettingsStoreTest, ValueIsReadByALaterStore) {
     m_store.set("some/key", "kept");
     EXPECT_THAT(SettingsStore(m_root.path()).get("some/key"), Optional(std::string("kept")));
 }
@@ -54,14 +54,14 @@ TEST_F(SettingsStoreTest, RemovedValueIsGoneAndRemovingAgainIsHarmless) {
     EXPECT_NO_THROW(m_store.remove("some/key"));
 }
 
-TEST_F(SettingsStoreTest, ValueIsForItsOwnerOnly) {
+TEST_F(SettingsStoreTest, ValueIsReadableByItsOwnerOnly) {
     m_store.set("some/key", "value");
     struct stat status = {};
     ASSERT_EQ(stat((m_root.path() / "settings" / safeFileName("some/key")).c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777U, 0600U);
 }
 
-TEST_F(SettingsStoreTest, OddKeysStayApartAndInsideTheFolder) {
+TEST_F(SettingsStoreTest, UnusualKeysHaveFilesOfTheirOwnInTheFolder) {
     const std::set<std::string> keys = {
         "",  ".",   "..",    "../../escaped", "/",   "a/b", "a.b",
         "%", "a b", "a%2Fb", "\xC3\xA9",      "a_b", "\n",  std::string("a\0b", 3)};
@@ -80,13 +80,13 @@ TEST_F(SettingsStoreTest, OddKeysStayApartAndInsideTheFolder) {
     EXPECT_EQ(files, keys.size());
 }
 
-TEST_F(SettingsStoreTest, KeyTooLongForAFileIsReportedAndReadsAsNothing) {
+TEST_F(SettingsStoreTest, KeyTooLongForAFileNameIsReportedAndReadAsMissing) {
     const std::string key(300, 'k');
     EXPECT_THROW(m_store.set(key, "value"), std::runtime_error);
     EXPECT_EQ(m_store.get(key), std::nullopt);
 }
 
-TEST_F(SettingsStoreTest, ReaderNeverSeesATornValue) {
+TEST_F(SettingsStoreTest, ReaderNeverSeesAPartlyWrittenValue) {
     const std::string first(200000, 'a');
     const std::string second(100001, 'b');
     m_store.set("key", first);

@@ -30,7 +30,7 @@ class SourceModelTest : public testing::Test {
     SourceModel m_model = defaultSources();
 };
 
-TEST_F(SourceModelTest, TvComesWithPortsAndTwoUsbDevices) {
+TEST_F(SourceModelTest, DefaultTvHasPortsAndTwoUsbDevices) {
     std::vector<std::string> keys;
     for (const Source &source : m_model.sources()) {
         keys.push_back(source.uniqueKey);
@@ -42,7 +42,7 @@ TEST_F(SourceModelTest, TvComesWithPortsAndTwoUsbDevices) {
     EXPECT_EQ(m_model.source("usb-disk").usbData["isPTP"], false);
 }
 
-TEST_F(SourceModelTest, JsonFormIsReadBackTheSame) {
+TEST_F(SourceModelTest, JsonIsReadBackUnchanged) {
     m_model.setCustomIcons(3, 0, {"a.png", "b.png", "c.png"});
     m_model.setDeviceType(3, 0, 4294967295U);
     const Json::Value document = m_model.toJson();
@@ -50,7 +50,7 @@ TEST_F(SourceModelTest, JsonFormIsReadBackTheSame) {
               document);
 }
 
-TEST_F(SourceModelTest, JsonOfAnotherFormIsRefused) {
+TEST_F(SourceModelTest, MalformedJsonIsRejected) {
     for (const char *text :
          {"null", "[]", "{}", R"({"selected":"a"})", R"({"selected":1,"sources":[]})",
           R"({"selected":"a","sources":{}})", R"({"selected":"a","sources":[1]})",
@@ -71,7 +71,7 @@ TEST_F(SourceModelTest, ListElementHasExactlyTheKeysThatClientsRead) {
         "connectionState": true, "powerState": 1, "mbrActivityIndex": 0, "settingMethod": 1})"));
 }
 
-TEST_F(SourceModelTest, NamesAreStoredAsTheyAre) {
+TEST_F(SourceModelTest, StoredNamesAreNotPercentEncoded) {
     const Json::Value names = m_model.names();
     ASSERT_EQ(names.size(), 7U);
     EXPECT_EQ(names[1], *support::parseJson(R"({
@@ -79,13 +79,13 @@ TEST_F(SourceModelTest, NamesAreStoredAsTheyAre) {
         "DeviceType": 1, "MbrActivityIndex": 0, "EditState": 1, "SettingMethod": 1})"));
 }
 
-TEST_F(SourceModelTest, LargestDeviceTypeIsStoredAsAReaderOfSignedNumbersTakesIt) {
+TEST_F(SourceModelTest, DeviceTypesAreStoredAsSignedNumbers) {
     m_model.setDeviceType(3, 0, 4294967295U);
     EXPECT_EQ(m_model.names()[1]["DeviceType"], -1);
     EXPECT_EQ(m_model.source("hdmi1").deviceType, 4294967295U);
 }
 
-TEST_F(SourceModelTest, SelectingATypeTakesItsFirstSource) {
+TEST_F(SourceModelTest, SelectingATypeSelectsItsFirstSource) {
     m_model.select(8);
     EXPECT_EQ(m_model.selected(), "usb-disk");
 }
@@ -103,7 +103,7 @@ TEST_F(SourceModelTest, SelectingByKeyNeedsTheRightType) {
     EXPECT_THAT(whyRefused([&] { m_model.select(6); }), HasSubstr("type 6"));
 }
 
-TEST_F(SourceModelTest, SourcesOfOneTypeAreToldApartByIndex) {
+TEST_F(SourceModelTest, SourcesOfOneTypeAreDistinguishedByIndex) {
     m_model.setEditName(8, 1, "Ma caméra");
     EXPECT_EQ(m_model.source("usb-camera").editName, "Ma caméra");
     EXPECT_EQ(m_model.source("usb-disk").editName, "");
@@ -113,7 +113,7 @@ TEST_F(SourceModelTest, SourcesOfOneTypeAreToldApartByIndex) {
     EXPECT_THAT(whyRefused([&] { m_model.setCustomIcons(0, 0, {}); }), HasSubstr("type 0"));
 }
 
-TEST_F(SourceModelTest, UsersNameIsMarkedAsSuchUntilItIsTakenBack) {
+TEST_F(SourceModelTest, UsersNameIsMarkedUntilItIsRemoved) {
     m_model.setEditName(4, 0, "Console");
     EXPECT_EQ(m_model.source("hdmi2").editState, 1);
     EXPECT_EQ(m_model.source("hdmi2").settingMethod, 1);
@@ -128,7 +128,7 @@ TEST_F(SourceModelTest, DetectedNameAndTypeChangeTogether) {
     EXPECT_EQ(m_model.source("hdmi2").settingMethod, 0);
 }
 
-TEST_F(SourceModelTest, CustomIconIsListedUntilItIsTakenBack) {
+TEST_F(SourceModelTest, CustomIconIsListedUntilItIsRemoved) {
     m_model.setCustomIcons(4, 0, {"/icon one.png", "f", "u"});
     EXPECT_EQ(m_model.list()[2]["iconPath"], "/icon one.png");
     m_model.setCustomIcons(4, 0, {});
@@ -149,7 +149,7 @@ TEST_F(SourceModelTest, DeviceWithoutANameIsNamedAfterThePort) {
     EXPECT_EQ(m_model.source("hdmi3").detectedName, "HDMI 3 device");
 }
 
-TEST_F(SourceModelTest, PluggingWhatIsPluggedInChangesOnlyWhatIsGiven) {
+TEST_F(SourceModelTest, PluggingInAgainChangesTheGivenFieldsOnly) {
     m_model.plug("hdmi2", std::nullopt, std::nullopt);
     EXPECT_EQ(m_model.toJson(), defaultSources().toJson());
     m_model.plug("hdmi2", std::nullopt, 7);
@@ -175,7 +175,7 @@ TEST_F(SourceModelTest, FirstUsbDeviceHasIndexZero) {
     EXPECT_EQ(m_model.source("usb-stick").mbrActivityIndex, 0);
 }
 
-TEST_F(SourceModelTest, UnknownKeyIsRefusedWithTheKeysThatThereAre) {
+TEST_F(SourceModelTest, UnknownKeyIsRejectedWithTheKnownKeys) {
     for (const char *key : {"hdmi9", "", "usb stick", "usb/../x", "USB-stick"}) {
         const std::string why = whyRefused([&] { m_model.plug(key, std::nullopt, std::nullopt); });
         EXPECT_THAT(why, HasSubstr("tuner, hdmi1, hdmi2, hdmi3, av, usb-disk, usb-camera"));
@@ -202,7 +202,7 @@ TEST_F(SourceModelTest, RemovingTheSelectedDeviceSelectsTheFirstSource) {
     EXPECT_EQ(m_model.selected(), "tuner");
 }
 
-TEST_F(SourceModelTest, PowerIsThatOfAPluggedInDevice) {
+TEST_F(SourceModelTest, PowerIsSwitchedForAPluggedInDeviceOnly) {
     m_model.setPower("hdmi2", true);
     EXPECT_EQ(m_model.source("hdmi2").powerState, 1);
     m_model.setPower("hdmi2", false);
@@ -211,7 +211,7 @@ TEST_F(SourceModelTest, PowerIsThatOfAPluggedInDevice) {
                 HasSubstr("nothing is plugged into"));
 }
 
-TEST_F(SourceModelTest, RenamingByKeyIsTheUsersNaming) {
+TEST_F(SourceModelTest, RenamingByKeySetsTheUsersName) {
     m_model.rename("av", "Magnétoscope");
     EXPECT_EQ(m_model.source("av").editName, "Magnétoscope");
     EXPECT_EQ(m_model.source("av").editState, 1);

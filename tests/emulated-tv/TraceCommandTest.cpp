@@ -17,7 +17,7 @@ using testing::HasSubstr;
 
 class TraceCommandTest : public SecondShell {
  protected:
-    // A trace that sees everything already.
+    // Returns when the trace can miss no message.
     void startTrace(std::vector<std::string> options) {
         options.insert(options.begin(), {"trace", "--root", root()});
         m_trace.emplace(emulator(std::move(options)), environment());
@@ -27,7 +27,7 @@ class TraceCommandTest : public SecondShell {
     std::optional<Program> m_trace;
 };
 
-TEST_F(TraceCommandTest, ShowsAsManyMessagesAsAskedInOrder) {
+TEST_F(TraceCommandTest, PrintsTheRequestedNumberOfMessagesInOrder) {
     startTrace({"--json", "--count", "3"});
     ASSERT_EQ(command({"rename", "hdmi2", "Bär"}).code, 0);
     ASSERT_EQ(command({"power", "hdmi2", "on"}).code, 0);
@@ -44,7 +44,7 @@ TEST_F(TraceCommandTest, ShowsAsManyMessagesAsAskedInOrder) {
     EXPECT_THAT(results, testing::ElementsAre(3, 4, 2));
 }
 
-TEST_F(TraceCommandTest, ShowsLinesForPeopleUntilTheTvEnds) {
+TEST_F(TraceCommandTest, PrintsReadableLinesUntilTheTvEnds) {
     startTrace({});
     ASSERT_EQ(command({"rename", "hdmi2", "x"}).code, 0);
     ASSERT_TRUE(m_trace->waitForOutput("SourceListChanged"));
@@ -59,7 +59,7 @@ TEST_F(TraceCommandTest, EndOfTheTvBeforeTheCountIsAFailure) {
     EXPECT_THAT(m_trace->errors(), HasSubstr("the TV ended after 0 of 5 messages"));
 }
 
-TEST_F(TraceCommandTest, WithoutATvThereIsAClearLine) {
+TEST_F(TraceCommandTest, MissingTvIsReported) {
     const Result result = command({"trace"}, environment());
     EXPECT_EQ(result.code, 1);
     EXPECT_THAT(result.errors, HasSubstr("no emulated TV is running"));

@@ -21,7 +21,7 @@ constexpr auto connectHdmi1 = R"(('source_api', uint32 7, 'aside',
 
 class TraceTest : public TvOnBusTest {
  protected:
-    // The next messages of the conversation.
+    // The next decoded messages.
     std::vector<Json::Value> traced(std::size_t count) {
         std::vector<Json::Value> messages;
         EXPECT_TRUE(serveUntil([&] {
@@ -47,7 +47,7 @@ class TraceTest : public TvOnBusTest {
     MessageDecoder m_decoder;
 };
 
-TEST_F(TraceTest, CallAndItsAnswerAreSeenInOrderWithAllTheirFields) {
+TEST_F(TraceTest, CallAndReplyAreRecordedInOrderWithAllFields) {
     ASSERT_TRUE(send("SendMessage", connectHdmi1)) << m_error;
     const auto messages = traced(2);
     const Json::Value &call = messages[0];
@@ -70,7 +70,7 @@ TEST_F(TraceTest, CallAndItsAnswerAreSeenInOrderWithAllTheirFields) {
     EXPECT_GE(answer["time"].asString(), call["time"].asString());
 }
 
-TEST_F(TraceTest, BufferIsShownWithItsSizeAndBytes) {
+TEST_F(TraceTest, BufferIsRecordedWithItsSizeAndBytes) {
     ASSERT_TRUE(send("SendMessageWithBuffer", R"(('source_api', uint32 0, '',
         '{"method":"SourceConnect","data":{"SourceType":3}}', [(byte 0x01,), (byte 0xff,)]))"));
     const auto messages = traced(2);
@@ -79,7 +79,7 @@ TEST_F(TraceTest, BufferIsShownWithItsSizeAndBytes) {
     EXPECT_EQ(support::jsonLine(messages[1]["buffer"]), R"({"hex":"00","size":1})");
 }
 
-TEST_F(TraceTest, SignalIsSeenWithItsJson) {
+TEST_F(TraceTest, SignalIsRecordedWithItsJson) {
     ASSERT_TRUE(control("SetPower", "('hdmi2', true)")) << m_error;
     const Json::Value signal = traced(1)[0];
     EXPECT_EQ(signal["kind"], "signal");
@@ -89,7 +89,7 @@ TEST_F(TraceTest, SignalIsSeenWithItsJson) {
     EXPECT_THAT(traceLine(signal), HasSubstr(" -> * source_api \"source_service\" 0 \"\" {"));
 }
 
-TEST_F(TraceTest, ErrorOfTheServiceAndOfTheBusAreSeen) {
+TEST_F(TraceTest, ErrorsOfTheServiceAndOfTheBusAreRecorded) {
     fault("error");
     EXPECT_FALSE(send("SendMessage", connectHdmi1));
     fault("crash");
@@ -103,7 +103,7 @@ TEST_F(TraceTest, ErrorOfTheServiceAndOfTheBusAreSeen) {
     EXPECT_THAT(traceLine(messages[3]), HasSubstr("org.freedesktop.DBus.Error.ServiceUnknown: "));
 }
 
-TEST_F(TraceTest, WhatIsNotOfTheProtocolIsShownAsItIs) {
+TEST_F(TraceTest, MessagesOutsideTheProtocolAreRecordedUndecoded) {
     fault("not-json");
     ASSERT_TRUE(send("SendMessage", connectHdmi1));
     fault("other-body");
@@ -119,7 +119,7 @@ TEST_F(TraceTest, WhatIsNotOfTheProtocolIsShownAsItIs) {
     EXPECT_EQ(messages[5]["type"], "()");
 }
 
-TEST_F(TraceTest, LineForPeopleHasEveryFieldAndNoControlCharacter) {
+TEST_F(TraceTest, TextLineHasEveryFieldAndNoControlCharacter) {
     ASSERT_TRUE(send("SendMessage", R"(('source\x1b[2J', uint32 7, 'Bär',
         '{"method":"SourceConnect","data":{"SourceType":3}}'))"));
     const std::string line = traceLine(traced(1)[0]);
@@ -129,7 +129,7 @@ TEST_F(TraceTest, LineForPeopleHasEveryFieldAndNoControlCharacter) {
     EXPECT_THAT(line, Not(HasSubstr("\x1b")));
 }
 
-TEST_F(TraceTest, MonitorDisturbsNobody) {
+TEST_F(TraceTest, CallsSucceedWhileMonitored) {
     for (int call = 0; call < 20; ++call) {
         ASSERT_TRUE(send("SendMessage", connectHdmi1)) << m_error;
     }

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The C functions behind which no C++ exception comes out.
+// The C functions that let no C++ exception out.
 #include <memory>
 #include <string>
 #include <utility>
@@ -24,7 +24,7 @@ class GuardTest : public ClientTest {
 
     std::string takenError() { return taken(std::exchange(error, nullptr)); }
 
-    // Expects that `call` sends exactly that request and passes both answers on.
+    // Expects that `call` sends exactly that request and returns both of the service's results.
     template <class Call>
     void expectCommand(Call call, const char *request) {
         service.reply(R"({"return_data":true})");
@@ -36,7 +36,7 @@ class GuardTest : public ClientTest {
         EXPECT_EQ(takenError(), "null");
     }
 
-    // Null is written by a call that succeeds.
+    // A call that succeeds writes null.
     char *error = nullptr;
 };
 
@@ -96,7 +96,7 @@ TEST_F(GuardTest, SourceWithAUniqueKeyIsConnected) {
     EXPECT_EQ(takenError(), "null");
 }
 
-TEST_F(GuardTest, RegistrationIsCalledUntilItIsTakenBack) {
+TEST_F(GuardTest, RegistrationIsCalledUntilItIsRemoved) {
     RecordedCallback callback;
     guarded_register_sourcelist_changed_callback(RecordedCallback::call, &callback, &error);
     EXPECT_EQ(takenError(), "null");
@@ -111,7 +111,7 @@ TEST_F(GuardTest, RegistrationIsCalledUntilItIsTakenBack) {
     EXPECT_EQ(callback.values(), std::vector<int>{5});
 }
 
-// The exception leaves whatever asks first, and every query of a name after it.
+// The first call throws, whichever it is, and so does every query of a name after it.
 TEST_F(GuardTest, WrongTypesInTheSettingsStoreAreAnError) {
     platform.setSourceNames(R"([{"SourceType":"seven"}])");
     EXPECT_EQ(guarded_get_source_list(&error), nullptr);

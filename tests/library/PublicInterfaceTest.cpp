@@ -1,8 +1,7 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// What an application may and may not do with the public classes. Most of it is checked by the
-// compiler.
+// The use of the public classes by applications. Most of it is checked at compile time.
 #include <gtest/gtest.h>
 
 #include <type_traits>
@@ -14,7 +13,7 @@
 
 namespace {
 
-// Whether the expression that `Member` stands for may be written for the class T.
+// Whether the expression `Member` is valid for the class T.
 template <template <class> class Member, class T, class = void>
 struct IsAccessible : std::false_type {};
 template <template <class> class Member, class T>
@@ -49,7 +48,7 @@ TEST(PublicInterfaceTest, OnlyTheClientItselfCanMakeAClient) {
     static_assert(std::is_same_v<decltype(&CSourceAPI::Get), CSourceAPI *(*)()>);
 }
 
-TEST(PublicInterfaceTest, InsidesOfTheClientAndTheEndpointArePrivate) {
+TEST(PublicInterfaceTest, MembersOfTheClientAndTheEndpointArePrivate) {
     static_assert(!IsAccessible<Connection, CSourceAPI>::value);
     static_assert(!IsAccessible<Subscribed, CSourceAPI>::value);
     static_assert(!IsAccessible<ListCache, CSourceAPI>::value);

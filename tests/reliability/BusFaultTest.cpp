@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// What an application gets when the bus itself goes away. A lost connection is not made again.
+// What an application gets when the bus itself goes away. A lost connection is not reopened.
 
 #include <memory>
 #include <optional>
@@ -32,7 +32,7 @@ TEST_F(BusFaultTest, EveryRequestFailsAtOnceAfterTheBusWasLost) {
     }
 }
 
-TEST_F(BusFaultTest, ALostConnectionIsNotMadeAgainWhenTheBusReturns) {
+TEST_F(BusFaultTest, ALostConnectionIsNotReopenedWhenTheBusReturns) {
     CSourceAPI *const api = CSourceAPI::Get();
     loseBus();
     bus.start();
@@ -41,7 +41,7 @@ TEST_F(BusFaultTest, ALostConnectionIsNotMadeAgainWhenTheBusReturns) {
     EXPECT_TRUE(service->calls().empty());
 }
 
-TEST_F(BusFaultTest, TheProcessOutlivesTheBusAndTheCacheIsServedOn) {
+TEST_F(BusFaultTest, TheProcessAndItsCachesSurviveTheLossOfTheBus) {
     service->reply(R"({"return_data":[{"sourceType":3}]})");
     CSourceAPI *const api = CSourceAPI::Get();
     std::free(api->GetSourceList());
@@ -51,7 +51,7 @@ TEST_F(BusFaultTest, TheProcessOutlivesTheBusAndTheCacheIsServedOn) {
     EXPECT_EQ(parsedJson(list.get()), parsedJson(R"([{"sourceType":3}])"));
 }
 
-TEST_F(BusFaultTest, ABusThatComesLateIsFoundByTheNextRequest) {
+TEST_F(BusFaultTest, ABusThatStartsLaterIsUsedByTheNextRequest) {
     service.reset();
     bus.stop();
     CSourceAPI *const api = CSourceAPI::Get();

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The bus policy of a real TV: on a bus where the test's user is the source service, and on one
-// where another user is, so that the test is not the service.
+// The bus policy of a real TV, on a bus whose service user is the user of the test, and on one
+// whose service user is another.
 #include <gmock/gmock.h>
 #include <pwd.h>
 #include <unistd.h>
@@ -39,13 +39,13 @@ std::string contentOf(const std::filesystem::path &file) {
     return content.str();
 }
 
-// Lets other users in, whatever the umask.
+// Makes the folder readable for other users, independently of the umask.
 void openToOtherUsers(const std::filesystem::path &folder) {
     std::filesystem::permissions(folder, std::filesystem::perms(0755));
 }
 
-// A message bus that obeys the policy file, configured for the given service user and otherwise
-// as a system bus is: nothing is allowed but what a policy allows.
+// A message bus with the policy file for the given service user, configured as a system bus: what
+// no policy allows is denied.
 class PolicyBus {
  public:
     explicit PolicyBus(const std::string &serviceUser) {
@@ -86,18 +86,18 @@ class PolicyBus {
     std::string m_address;
 };
 
-// The daemon's answer to a request for the service's name: 1 for the owner, 0 for a refusal.
+// The result of RequestName for the service's name: 1 for the new owner, 0 if it was refused.
 guint requestServiceName(GDBusConnection *connection) {
-    GVariant *const answer = g_dbus_connection_call_sync(
+    GVariant *const reply = g_dbus_connection_call_sync(
         connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
         "RequestName", g_variant_new("(su)", "source_service.message", 0U), nullptr,
         G_DBUS_CALL_FLAGS_NONE, waitLimit, nullptr, nullptr);
-    if (answer == nullptr) {
+    if (reply == nullptr) {
         return 0;
     }
     guint outcome = 0;
-    g_variant_get(answer, "(u)", &outcome);
-    g_variant_unref(answer);
+    g_variant_get(reply, "(u)", &outcome);
+    g_variant_unref(reply);
     return outcome;
 }
 
@@ -111,22 +111,22 @@ class BusPolicyTest : public testing::Test {
  protected:
     void useClient() {
         FakePlatform::get().setSourceNames("[]");
-        CSourceAPI::RegisterSourceAPICallback(RecordedCallback::call, &heard);
-        // An answer shows that the daemon knows of the subscription.
+        CSourceAPI::RegisterSourceAPICallback(RecordedCallback::call, &received);
+        // The daemon has handled the subscription when this call returns.
         CSourceAPI::Get()->Connect(1);
     }
 
-    RecordedCallback heard;
+    RecordedCallback received;
 };
 
-TEST_F(BusPolicyTest, TheServicesUserOwnsTheNameAndIsHeard) {
+TEST_F(BusPolicyTest, TheServicesUserOwnsTheNameAndItsSignalsArrive) {
     const PolicyBus bus(currentUser());
     FakeService service(bus.connect());
     useClient();
     EXPECT_EQ(service.countOf("SourceConnect"), 1);
     service.emitChange(change);
     EXPECT_TRUE(deliverSignalsOf(service.connection()));
-    EXPECT_THAT(heard.values(), testing::ElementsAre(5));
+    EXPECT_THAT(received.values(), testing::ElementsAre(5));
 }
 
 TEST_F(BusPolicyTest, AnotherUserCannotTakeTheName) {
@@ -142,10 +142,10 @@ TEST_F(BusPolicyTest, AChangeSignalOfAnotherUserReachesNoApplication) {
     emitChange(other.get());
     emitChange(other.get(), g_dbus_connection_get_unique_name(sharedConnection().get()));
     EXPECT_TRUE(deliverSignalsOf(other.get()));
-    EXPECT_THAT(heard.values(), testing::IsEmpty());
+    EXPECT_THAT(received.values(), testing::IsEmpty());
 }
 
-// The same with two users on one bus, where the machine lets the test change its user.
+// The same with two users on one bus, which requires root.
 class SecondUserTest : public BusPolicyTest {
  protected:
     void SetUp() override {
@@ -154,7 +154,7 @@ class SecondUserTest : public BusPolicyTest {
         }
     }
 
-    // Sends a message as the other user, with the bus's own tool. Returns its exit code.
+    // Sends a message as the other user with dbus-send, and returns its exit code.
     static int sendAsOtherUser(const std::string &address, std::vector<std::string> message) {
         std::vector<std::string> command{SETPRIV, "--reuid=" + otherUser(), "--clear-groups",
                                          DBUS_SEND, "--bus=" + address};
@@ -163,7 +163,7 @@ class SecondUserTest : public BusPolicyTest {
         return program.waitForExit();
     }
     static void expectNameRefusedToOtherUser(const std::string &address) {
-        // The other user is on the bus, and only the name is refused to it.
+        // The other user can use the bus, but not own the name.
         EXPECT_EQ(sendAsOtherUser(address, {"--print-reply", "--dest=org.freedesktop.DBus", "/",
                                             "org.freedesktop.DBus.GetId"}),
                   0);
@@ -182,16 +182,16 @@ TEST_F(SecondUserTest, CannotTakeTheName) {
     expectNameRefusedToOtherUser(bus.address());
 }
 
-TEST_F(SecondUserTest, IsNotHeard) {
+TEST_F(SecondUserTest, CannotSendSignalsToApplications) {
     const PolicyBus bus(currentUser());
     FakeService service(bus.connect());
     useClient();
     forgeChange(bus.address());
     EXPECT_TRUE(deliverSignalsOf(service.connection()));
-    EXPECT_THAT(heard.values(), testing::IsEmpty());
+    EXPECT_THAT(received.values(), testing::IsEmpty());
     service.emitChange(change);
     EXPECT_TRUE(deliverSignalsOf(service.connection()));
-    EXPECT_THAT(heard.values(), testing::ElementsAre(5));
+    EXPECT_THAT(received.values(), testing::ElementsAre(5));
 }
 
 // An emulated TV whose bus other users can reach.
@@ -227,19 +227,19 @@ class EmulatedTv {
     std::string m_busAddress;
 };
 
-TEST_F(SecondUserTest, CannotTakeTheNameFromTheEmulatedTv) {
+TEST_F(SecondUserTest, CannotTakeTheNameOnTheBusOfTheEmulatedTv) {
     const EmulatedTv tv;
     expectNameRefusedToOtherUser(tv.busAddress());
 }
 
-TEST_F(SecondUserTest, IsNotHeardOnTheEmulatedTv) {
+TEST_F(SecondUserTest, CannotSendSignalsOnTheBusOfTheEmulatedTv) {
     const EmulatedTv tv;
     useClient();
     forgeChange(tv.busAddress());
-    // The daemon passes on in order, so the forged change would have come before the true one.
+    // The daemon keeps the order of messages, so the forged signal would arrive before the TV's.
     EXPECT_EQ(tv.unplug("usb-disk"), 0);
-    EXPECT_TRUE(iterateUntil([this] { return !heard.values().empty(); }));
-    EXPECT_THAT(heard.values(), testing::ElementsAre(2));
+    EXPECT_TRUE(iterateUntil([this] { return !received.values().empty(); }));
+    EXPECT_THAT(received.values(), testing::ElementsAre(2));
 }
 
 }  // namespace

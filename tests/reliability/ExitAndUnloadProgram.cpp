@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// An application that exits, or unloads the library, while something is under way. Its first
-// argument names the scene. It prints "ready" when the scene is set and goes on when it reads a
-// line.
+// An application that exits, or unloads the library, during a call or a callback. Its first
+// argument is the name of the case. It prints "ready" when it is prepared and continues when it
+// reads a line.
 #include <dlfcn.h>
 #include <gio/gio.h>
 
@@ -37,7 +37,7 @@ bool connectSource(int type) {
 void registerCallback(void (*callback)(int, void *)) {
     entry<void (*)(void (*)(int, void *), void *)>("register_sourcelist_changed_callback")(callback,
                                                                                            nullptr);
-    connectSource(1);  // an answer shows that the daemon knows of the subscription
+    connectSource(1);  // the daemon has handled the subscription when this returns
 }
 
 void waitForInput() {
@@ -50,7 +50,7 @@ void iterate() {
     g_main_context_iteration(nullptr, TRUE);
 }
 
-// A request hangs in the service.
+// A request whose reply the service withholds.
 void callInFlight() {
     std::thread([] { connectSource(3); }).detach();
     waitForInput();
@@ -88,8 +88,8 @@ void unloadInCallback() {
 
 std::promise<void> callbackRuns;
 
-// A callback is running on another thread and does not come back.
-void callbackUnderWay() {
+// A callback that runs on another thread and never returns.
+void callbackRunning() {
     registerCallback([](int, void *) {
         callbackRuns.set_value();
         std::promise<void>().get_future().wait();
@@ -104,15 +104,15 @@ void callbackUnderWay() {
 }
 
 void exitWhileCallbackRuns() {
-    callbackUnderWay();
+    callbackRunning();
 }
 
 void unloadWhileCallbackRuns() {
-    callbackUnderWay();
+    callbackRunning();
     dlclose(library);
 }
 
-// Signals have arrived in the process, but the main context was not iterated since.
+// Signals have arrived in the process, but the main context has not been iterated since.
 void signalsQueued() {
     registerCallback([](int, void *) {});
     waitForInput();

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// What happens when an application exits, or unloads the library, while something is under way.
+// An application exits, or unloads the library, during a call or a callback.
 
 #include "ChildProgram.h"
 #include "ClientTest.h"
@@ -17,7 +17,7 @@ class ExitAndUnloadTest : public testing::Test {
             service.emitChange(R"({"return_data":[{"sourceType":)" + std::to_string(number) +
                                R"(}],"data":{"result":1}})");
         }
-        // Answered by the daemon after it has passed the signals on.
+        // The daemon replies to these calls after it has forwarded the signals.
         service.releaseName();
         service.ownName();
     }

@@ -17,7 +17,7 @@ class LockRulesTest : public ClientTest {
  protected:
     LockRulesTest() { service.replyTo("UtilGetSourceList", list); }
 
-    // Runs a request while the service withholds its answer, and looks at the locks meanwhile.
+    // Runs a request whose reply the service withholds, and checks the locks until it is sent.
     void expectNoLockDuring(const std::function<void()> &request) {
         const std::size_t before = service.calls().size();
         service.hold();
@@ -33,7 +33,7 @@ class LockRulesTest : public ClientTest {
     static constexpr const char *list = R"({"return_data":[{"sourceType":3}]})";
 };
 
-TEST_F(LockRulesTest, NoLockIsHeldWhileACommandIsUnderWay) {
+TEST_F(LockRulesTest, NoLockIsHeldDuringACommand) {
     CSourceAPI *const api = CSourceAPI::Get();
     expectNoLockDuring([api] { EXPECT_TRUE(api->Connect(3)); });
     expectNoLockDuring([api] { EXPECT_TRUE(api->SetSourceEditName(7, "Game", 0)); });
@@ -53,60 +53,61 @@ TEST_F(LockRulesTest, NoLockIsHeldWhileTheNamesAreRefreshed) {
     });
 }
 
-// Holds the daemon's next answer to "NameHasOwner" back from this process.
-class LateOwnerQuery {
+// Delays the daemon's reply to this process's next call of NameHasOwner.
+class DelayedOwnerQuery {
  public:
-    LateOwnerQuery() : m_filter(g_dbus_connection_add_filter(m_bus.get(), pass, this, nullptr)) {}
-    ~LateOwnerQuery() {
-        answer();
+    DelayedOwnerQuery()
+        : m_filter(g_dbus_connection_add_filter(m_bus.get(), pass, this, nullptr)) {}
+    ~DelayedOwnerQuery() {
+        release();
         g_dbus_connection_remove_filter(m_bus.get(), m_filter);
     }
-    LateOwnerQuery(const LateOwnerQuery &) = delete;
-    LateOwnerQuery &operator=(const LateOwnerQuery &) = delete;
+    DelayedOwnerQuery(const DelayedOwnerQuery &) = delete;
+    DelayedOwnerQuery &operator=(const DelayedOwnerQuery &) = delete;
 
-    // False if the daemon was not asked within the limit.
-    bool waitUntilAsked() { return m_asked.wait(); }
-    void answer() { m_answered.set(); }
+    // False if there was no reply to delay within the limit.
+    bool waitForReply() { return m_arrived.wait(); }
+    void release() { m_released.set(); }
 
  private:
     static GDBusMessage *pass(GDBusConnection * /*connection*/, GDBusMessage *message,
                               gboolean incoming, gpointer self) {
-        auto *const query = static_cast<LateOwnerQuery *>(self);
+        auto *const query = static_cast<DelayedOwnerQuery *>(self);
         const char *const member = g_dbus_message_get_member(message);
         if (incoming == FALSE && g_strcmp0(member, "NameHasOwner") == 0) {
             query->m_serial = g_dbus_message_get_serial(message);
         } else if (incoming != FALSE && query->m_serial != 0 &&
                    g_dbus_message_get_reply_serial(message) == query->m_serial) {
-            query->m_asked.set();
-            query->m_answered.wait();
+            query->m_arrived.set();
+            query->m_released.wait();
         }
         return message;
     }
 
     const BusConnection m_bus = sharedConnection();
     std::atomic<guint32> m_serial{0};
-    Event m_asked;
-    Event m_answered;
+    Event m_arrived;
+    Event m_released;
     const guint m_filter;
 };
 
-TEST_F(LockRulesTest, NoLockIsHeldWhileTheBusIsAskedForTheService) {
+TEST_F(LockRulesTest, NoLockIsHeldDuringTheCallOfNameHasOwner) {
     CSourceAPI *const api = CSourceAPI::Get();
-    LateOwnerQuery query;
+    DelayedOwnerQuery query;
     std::thread caller([api] { EXPECT_TRUE(api->Connect(3)); });
-    EXPECT_TRUE(query.waitUntilAsked());
+    EXPECT_TRUE(query.waitForReply());
     EXPECT_TRUE(isFree(m_sourceUtilMutex));
     EXPECT_TRUE(isFree(m_sourceAPICallbackDataMutex));
     EXPECT_TRUE(isFree(peerOf(*ClientPeer::endpoint()).mutex));
-    query.answer();
+    query.release();
     caller.join();
 }
 
 TEST_F(LockRulesTest, ASubscriptionDoesNotWaitForARequestOfAnotherThread) {
     CSourceAPI *const api = CSourceAPI::Get();
-    LateOwnerQuery query;
+    DelayedOwnerQuery query;
     std::thread caller([api] { EXPECT_TRUE(api->Connect(3)); });
-    EXPECT_TRUE(query.waitUntilAsked());
+    EXPECT_TRUE(query.waitForReply());
     ClientPeer::isSubscribed() = false;
     Event subscribed;
     platform.onLog([&](const LogLine &line) {
@@ -116,19 +117,20 @@ TEST_F(LockRulesTest, ASubscriptionDoesNotWaitForARequestOfAnotherThread) {
     });
     std::thread other([api] { EXPECT_TRUE(api->Connect(4)); });
     EXPECT_TRUE(subscribed.wait());
-    // Logged under the endpoint's lock, for which the first request waits a millisecond only.
+    // The line is logged under the endpoint's lock, for which the first request waits one
+    // millisecond only.
     SourceTCMutex &lock = peerOf(*ClientPeer::endpoint()).mutex;
     EXPECT_EQ(lock.Try(waitLimit * 1000UL), 1);
     lock.Unlock();
-    query.answer();
+    query.release();
     caller.join();
     other.join();
 }
 
-// Has a subscription stop half-way until released.
-class HalfwaySubscription {
+// Blocks the next subscription where it logs its first line, until release().
+class BlockedSubscription {
  public:
-    HalfwaySubscription() {
+    BlockedSubscription() {
         FakePlatform::get().onLog([this](const LogLine &line) {
             if (line.function == "m_SubscribeSignal") {
                 m_reached.set();
@@ -136,9 +138,9 @@ class HalfwaySubscription {
             }
         });
     }
-    ~HalfwaySubscription() { FakePlatform::get().onLog(nullptr); }
-    HalfwaySubscription(const HalfwaySubscription &) = delete;
-    HalfwaySubscription &operator=(const HalfwaySubscription &) = delete;
+    ~BlockedSubscription() { FakePlatform::get().onLog(nullptr); }
+    BlockedSubscription(const BlockedSubscription &) = delete;
+    BlockedSubscription &operator=(const BlockedSubscription &) = delete;
 
     bool isReached() { return m_reached.wait(); }
     void release() { m_released.set(); }
@@ -148,10 +150,10 @@ class HalfwaySubscription {
     Event m_released;
 };
 
-TEST_F(LockRulesTest, ClosingWaitsForASubscriptionThatIsBeingMade) {
+TEST_F(LockRulesTest, ClosingWaitsForASubscriptionInProgress) {
     CSourceAPI *const api = CSourceAPI::Get();
     ClientPeer::isSubscribed() = false;
-    HalfwaySubscription subscription;
+    BlockedSubscription subscription;
     std::thread caller([api] { api->Connect(3); });
     EXPECT_TRUE(subscription.isReached());
     const auto closing = onThread([] { ClientPeer::disconnect(); });
@@ -163,7 +165,7 @@ TEST_F(LockRulesTest, ClosingWaitsForASubscriptionThatIsBeingMade) {
     EXPECT_EQ(ClientPeer::endpoint(), nullptr);
 }
 
-TEST_F(LockRulesTest, NoLockIsHeldWhileADeviceIsAskedFor) {
+TEST_F(LockRulesTest, NoLockIsHeldWhileUsbDataIsRequested) {
     CSourceAPI::Get();
     expectNoLockDuring([] { std::free(CSourceAPI::GetUsbData("usb")); });
 }
@@ -180,13 +182,13 @@ TEST_F(LockRulesTest, NoLockIsHeldWhileTheSettingsStoreIsRead) {
     platform.onSettingRead(nullptr);
 }
 
-// Every logged line is a point at which the locks are looked at.
+// The locks are checked at every line that is logged.
 TEST_F(LockRulesTest, TheTwoGlobalMutexesAreNeverHeldTogether) {
-    std::atomic<int> looks{0};
+    std::atomic<int> checks{0};
     std::atomic<int> callbackLockSeen{0};
     std::atomic<int> cacheLockSeen{0};
     platform.onLog([&](const LogLine &) {
-        ++looks;
+        ++checks;
         const bool cache = !isFree(m_sourceUtilMutex);
         const bool callbacks = !isFree(m_sourceAPICallbackDataMutex);
         cacheLockSeen += cache ? 1 : 0;
@@ -208,13 +210,13 @@ TEST_F(LockRulesTest, TheTwoGlobalMutexesAreNeverHeldTogether) {
     CSourceAPI::UnregisterSourceAPICallback(&called);
     platform.onLog(nullptr);
     EXPECT_EQ(called, 2);
-    // The check itself works: each lock was seen held.
-    EXPECT_GT(looks, 20);
+    // Each lock was seen held, so the check can fail.
+    EXPECT_GT(checks, 20);
     EXPECT_GT(callbackLockSeen, 0);
     EXPECT_GT(cacheLockSeen, 0);
 }
 
-TEST_F(LockRulesTest, TheCachesAreFreeWhileCallbacksRun) {
+TEST_F(LockRulesTest, TheCacheLockIsNotHeldWhileCallbacksRun) {
     CSourceAPI *const api = CSourceAPI::Get();
     bool held = true;
     CSourceAPI::RegisterSourceAPICallback(

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// What an application gets when the service fails it, and that the next good answer works.
+// Faults of the service: the result of each call, and that the next valid reply is used.
 
 #include <future>
 #include <memory>
@@ -23,7 +23,7 @@ class ServiceFaultTest : public testing::Test {
         return std::async(std::launch::async, [this] { return api->Connect(3); });
     }
 
-    void expectNextAnswerWorks() {
+    void expectNextCallSucceeds() {
         EXPECT_TRUE(api->Connect(5));
         EXPECT_EQ(service->lastCall().json["data"]["SourceType"], 5);
     }
@@ -34,57 +34,57 @@ class ServiceFaultTest : public testing::Test {
     CSourceAPI *api = nullptr;
 };
 
-TEST_F(ServiceFaultTest, AServiceThatIsGoneIsReportedAtOnce) {
+TEST_F(ServiceFaultTest, ACallWithoutAServiceFailsAtOnce) {
     service.reset();
     EXPECT_FALSE(api->Connect(3));
     service.emplace(bus);
-    expectNextAnswerWorks();
+    expectNextCallSucceeds();
 }
 
-TEST_F(ServiceFaultTest, AServiceThatDiesDuringACallFailsIt) {
+TEST_F(ServiceFaultTest, ACallFailsWhenTheServiceDies) {
     service->hold();
     std::future<bool> done = connectInBackground();
     service->waitForCalls(1);
     g_dbus_connection_close_sync(service->connection(), nullptr, nullptr);
     EXPECT_FALSE(done.get());
     service.emplace(bus);
-    expectNextAnswerWorks();
+    expectNextCallSucceeds();
 }
 
-TEST_F(ServiceFaultTest, AServiceThatDiesAfterACallTakesNothingBack) {
+TEST_F(ServiceFaultTest, ACallFailsAfterTheServiceHasExited) {
     EXPECT_TRUE(api->Connect(3));
     service.reset();
     EXPECT_FALSE(api->Connect(3));
     service.emplace(bus);
-    expectNextAnswerWorks();
+    expectNextCallSucceeds();
 }
 
-TEST_F(ServiceFaultTest, ALateAnswerIsAnAnswer) {
+TEST_F(ServiceFaultTest, ALateReplyIsAccepted) {
     service->hold();
     std::future<bool> done = connectInBackground();
     service->waitForCalls(1);
     EXPECT_EQ(done.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
     service->release();
     EXPECT_TRUE(done.get());
-    expectNextAnswerWorks();
+    expectNextCallSucceeds();
 }
 
 // The bus's default time-out is 25 seconds, which this test takes.
-TEST_F(ServiceFaultTest, ACallThatIsNeverAnsweredEndsWithTheBusTimeOut) {
+TEST_F(ServiceFaultTest, ACallWithoutAReplyEndsAfterTheDefaultTimeOut) {
     service->hold();
     EXPECT_FALSE(api->Connect(3));
     service->release();  // too late, and ignored
-    expectNextAnswerWorks();
+    expectNextCallSucceeds();
 }
 
 TEST_F(ServiceFaultTest, AnErrorReplyFailsTheCall) {
     service->replyWithError("test.Refused", "not today");
     EXPECT_FALSE(api->Connect(3));
     service->reply(R"({"return_data":true})");
-    expectNextAnswerWorks();
+    expectNextCallSucceeds();
 }
 
-TEST_F(ServiceFaultTest, ACallGoesToTheOwnerOfTheNameAtTheTimeAndItsAnswerCounts) {
+TEST_F(ServiceFaultTest, TheReplyIsThatOfTheOwnerAtTheTimeOfTheCall) {
     service->hold();
     std::future<bool> done = connectInBackground();
     service->waitForCalls(1);
@@ -116,10 +116,10 @@ class WrongShapeTest : public ServiceFaultTest, public testing::WithParamInterfa
     }
 };
 
-TEST_P(WrongShapeTest, IsNoAnswerToACommand) {
+TEST_P(WrongShapeTest, FailsACommand) {
     EXPECT_FALSE(api->Connect(3));
     service->reply(R"({"return_data":true})");
-    expectNextAnswerWorks();
+    expectNextCallSucceeds();
 }
 
 TEST_P(WrongShapeTest, IsAnEmptyList) {
@@ -128,7 +128,7 @@ TEST_P(WrongShapeTest, IsAnEmptyList) {
     EXPECT_STREQ(list.get(), "null");
 }
 
-TEST_P(WrongShapeTest, GivesEmptyIcons) {
+TEST_P(WrongShapeTest, IsAReplyWithEmptyIcons) {
     std::string icon = "old";
     std::pair<std::string, std::string> launcher{"old", "old"};
     EXPECT_TRUE(api->GetCustomIconPath(3, icon, launcher, 0));
@@ -151,15 +151,15 @@ std::string listOfSize(std::size_t size) {
 }
 
 // The daemon's own limit for a message, 32 MiB unless it is configured otherwise.
-TEST_F(ServiceFaultTest, AnAnswerOf64MiBIsRefusedByTheBusAndFailsTheCall) {
+TEST_F(ServiceFaultTest, AReplyOf64MiBIsRejectedByTheBusAndFailsTheCall) {
     service->reply(listOfSize(64U << 20U));
     std::shared_ptr<std::multimap<int, CSourceItem>> list;
     EXPECT_FALSE(api->GetSourceList(&list));
     service.emplace(bus);
-    expectNextAnswerWorks();
+    expectNextCallSucceeds();
 }
 
-TEST_F(ServiceFaultTest, AnAnswerOf24MiBIsReadWhole) {
+TEST_F(ServiceFaultTest, AReplyOf24MiBIsRead) {
     constexpr std::size_t size = 24U << 20U;
     service->reply(listOfSize(size));
     std::shared_ptr<std::multimap<int, CSourceItem>> list;
@@ -167,11 +167,11 @@ TEST_F(ServiceFaultTest, AnAnswerOf24MiBIsReadWhole) {
     ASSERT_EQ(list->size(), 1U);
     EXPECT_EQ(list->begin()->second.uniqueKey.size(), size);
     service->reply(R"({"return_data":true})");
-    expectNextAnswerWorks();
+    expectNextCallSucceeds();
 }
 
-// Handed over by the bus library, on a bus that lets it pass.
-TEST_F(ServiceFaultTest, ASignalOf64MiBIsReadWhole) {
+// Passed to the handler directly, as the test's bus would reject it.
+TEST_F(ServiceFaultTest, ASignalOf64MiBIsRead) {
     constexpr std::size_t size = 64U << 20U;
     GVariant *const body = g_variant_ref_sink(plainBody(listOfSize(size)));
     EndpointPeer::handleSignal(":1.1", "/path", "interface", "source_api", body,
@@ -180,17 +180,17 @@ TEST_F(ServiceFaultTest, ASignalOf64MiBIsReadWhole) {
     EXPECT_EQ(ClientPeer::list()[0]["uniqueKey"].asString().size(), size);
 }
 
-TEST_F(ServiceFaultTest, JsonNestedBeyondTheReadersLimitIsText) {
+TEST_F(ServiceFaultTest, TooDeeplyNestedJsonFailsTheCall) {
     service->reply(R"({"return_data":)" + std::string(5000, '[') + std::string(5000, ']') + "}");
     EXPECT_FALSE(api->Connect(3));
     service->reply(R"({"return_data":true})");
-    expectNextAnswerWorks();
+    expectNextCallSucceeds();
 }
 
 struct WrongText {
     const char *name;
     const char *text;
-    bool throws;  // the reader of the reply does
+    bool throws;  // whether reading the reply throws
 };
 
 std::ostream &operator<<(std::ostream &out, const WrongText &text) {
@@ -204,18 +204,18 @@ class WrongTextTest : public ServiceFaultTest, public testing::WithParamInterfac
     void expectEndOfCall() { EXPECT_EQ(peerOf(*ClientPeer::endpoint()).callsInFlight, 0U); }
 };
 
-TEST_P(WrongTextTest, IsNoAnswerToACommand) {
+TEST_P(WrongTextTest, FailsACommand) {
     EXPECT_FALSE(api->Connect(3));
     expectEndOfCall();
     service->reply(R"({"return_data":true})");
-    expectNextAnswerWorks();
+    expectNextCallSucceeds();
 }
 
 TEST_P(WrongTextTest, FailsOrEmptiesTheList) {
     const std::unique_ptr<char, decltype(&std::free)> list(api->GetSourceList(), std::free);
     expectEndOfCall();
     EXPECT_EQ(list == nullptr, GetParam().throws);
-    // Only a fetch that failed is made again.
+    // The list is fetched again only if the first fetch failed.
     service->reply(R"({"return_data":[]})");
     const std::unique_ptr<char, decltype(&std::free)> next(api->GetSourceList(), std::free);
     ASSERT_NE(next, nullptr);

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// What an application gets when the settings store fails it, where an exception surfaces, and that
-// the next good document works.
+// Faults of the settings store: the result of each call, which calls throw, and that the next valid
+// document is used.
 
 #include <memory>
 #include <optional>
@@ -40,7 +40,7 @@ class SettingsFaultTest : public ClientTest {
         R"([{"SourceType":7,"EditName":"New","DeviceType":"three"}])";
 };
 
-TEST_F(SettingsFaultTest, AVanishedKeyFailsTheQueryAndIsReadAgain) {
+TEST_F(SettingsFaultTest, AMissingKeyFailsTheQueryAndIsReadAgain) {
     changeStore(std::nullopt);
     EXPECT_EQ(nameOf(7), std::nullopt);
     EXPECT_TRUE(ClientPeer::names().empty());
@@ -48,7 +48,7 @@ TEST_F(SettingsFaultTest, AVanishedKeyFailsTheQueryAndIsReadAgain) {
     EXPECT_EQ(nameOf(7), "Game");
 }
 
-TEST_F(SettingsFaultTest, RubbishIsAnEmptyMapThatIsNotReadAgain) {
+TEST_F(SettingsFaultTest, MalformedJsonIsAnEmptyMapThatIsNotReadAgain) {
     for (const char *rubbish : {"", "{", "rubbish", "[{]"}) {
         changeStore(rubbish);
         EXPECT_EQ(nameOf(7), std::nullopt) << rubbish;
@@ -60,13 +60,13 @@ TEST_F(SettingsFaultTest, RubbishIsAnEmptyMapThatIsNotReadAgain) {
     expectNextDocumentWorks();
 }
 
-TEST_F(SettingsFaultTest, JsonNestedBeyondTheReadersLimitIsRubbish) {
+TEST_F(SettingsFaultTest, TooDeeplyNestedJsonIsTreatedAsMalformed) {
     changeStore(std::string(5000, '[') + std::string(5000, ']'));
     EXPECT_EQ(nameOf(7), std::nullopt);
     expectNextDocumentWorks();
 }
 
-TEST_F(SettingsFaultTest, AWrongTypeSurfacesInTheQueryAndTheCacheStays) {
+TEST_F(SettingsFaultTest, AWrongTypeThrowsInTheQueryAndLeavesTheCache) {
     changeStore(wrongType);
     std::string name = "old";
     unsigned int type = 99;
@@ -79,7 +79,7 @@ TEST_F(SettingsFaultTest, AWrongTypeSurfacesInTheQueryAndTheCacheStays) {
     expectNextDocumentWorks();
 }
 
-TEST_F(SettingsFaultTest, AWrongTypeSurfacesInTheFirstReadOfTheList) {
+TEST_F(SettingsFaultTest, AWrongTypeThrowsInTheFirstReadOfTheList) {
     changeStore(wrongType);
     std::shared_ptr<std::multimap<int, CSourceItem>> list;
     EXPECT_THROW(CSourceAPI::Get()->GetSourceList(), Json::Exception);
@@ -91,7 +91,7 @@ TEST_F(SettingsFaultTest, AWrongTypeSurfacesInTheFirstReadOfTheList) {
     EXPECT_TRUE(CSourceAPI::Get()->GetSourceList(&list));
 }
 
-TEST_F(SettingsFaultTest, AWrongTypeSurfacesInTheFirstGetAndTheNextOneTriesAgain) {
+TEST_F(SettingsFaultTest, AWrongTypeThrowsInTheFirstGetAndTheNextOneReadsAgain) {
     platform.setSourceNames(wrongType);
     EXPECT_THROW(CSourceAPI::Get(), Json::Exception);
     EXPECT_THROW(CSourceAPI::Get(), Json::Exception);

@@ -26,9 +26,9 @@ struct FreeText {
 };
 using Text = std::unique_ptr<char, FreeText>;
 
-// One generation of the list names itself in every element, so that a mixture would show.
+// Every element contains the generation of its list, so that mixed lists are detected.
 void expectOneGeneration(const std::set<std::string> &keys) {
-    findings.expect(keys.size() <= 1, "a list mixed from several");
+    findings.expect(keys.size() <= 1, "a list with elements of several lists");
 }
 
 void readListAsText() {
@@ -82,7 +82,7 @@ void readNames(int turn) {
     findings.expect(std::to_string(turn) == onScreen.get(), onScreen.get());
 }
 
-// The service says yes to odd source types and no to even ones.
+// The service accepts odd source types and refuses even ones.
 void sendCommands(int turn) {
     const bool even = turn % 2 == 0;
     const std::string key = "key" + std::to_string(turn);
@@ -91,7 +91,7 @@ void sendCommands(int turn) {
           connect_source_with_uniquekey(turn, key.c_str()), sourceapi_run_app(turn, key.c_str()),
           set_edit_name(turn, "name", 0), set_device_type(turn, 5, 0),
           set_source_detetedname_and_devicetype(turn, "name", 5, 0)}) {
-        findings.expect(!(done && even), "yes, where the service said no");
+        findings.expect(!(done && even), "success of a command that the service refused");
     }
 }
 

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The load of a soak: every function of both C interfaces, with answers that can be checked.
+// The load of the soak test: every function of both C interfaces, with results that can be checked.
 #ifndef TESTS_SOAK_LOAD_H
 #define TESTS_SOAK_LOAD_H
 
@@ -9,7 +9,7 @@
 #include <mutex>
 #include <string>
 
-// What the threads found. A wrong answer is counted and its first example kept.
+// The findings of all threads: the number of wrong results, and the first of them.
 class Findings {
  public:
     void expect(bool right, const std::string &what) {

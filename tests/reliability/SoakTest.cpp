@@ -1,9 +1,8 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Many threads over every function of both C interfaces, while signals pour in and the service is
-// killed and started again. SOAK_SECONDS stretches it to hours, SOAK_SIGNALS sets the signals a
-// second.
+// Many threads call every function of both C interfaces while the service emits signals and is
+// killed and restarted. SOAK_SECONDS sets the duration, SOAK_SIGNALS the signals per second.
 #include <gtest/gtest.h>
 #include <malloc.h>
 #include <unistd.h>
@@ -60,7 +59,7 @@ long entriesOf(const char *folder) {
                          std::filesystem::directory_iterator());
 }
 
-Process lookAtProcess() {
+Process measureProcess() {
     Process now;
     long pages = 0;
     std::ifstream("/proc/self/statm") >> pages >> pages;
@@ -108,7 +107,7 @@ class Soak {
     }
 
     void run(const std::string &program) {
-        m_before = lookAtRest(program);
+        m_before = measureAtRest(program);
         std::vector<std::thread> workers;
         for (int number = 0; number < threadCount; ++number) {
             workers.emplace_back([this, number] { work(number); });
@@ -119,17 +118,18 @@ class Soak {
             worker.join();
         }
         supervisor.join();
-        m_after = lookAtProcess();
-        // A thread that was joined may be a moment in going, and so may what a call held.
+        m_after = measureProcess();
+        // The kernel may still count a joined thread, and GLib closes descriptors on another
+        // thread.
         const Clock::time_point limit = Clock::now() + std::chrono::milliseconds(waitLimit);
         while ((m_after.threads > m_before.threads || m_after.descriptors > m_before.descriptors) &&
                Clock::now() < limit) {
             std::this_thread::yield();
-            m_after = lookAtProcess();
+            m_after = measureProcess();
         }
     }
 
-    // One last change, alone: every registration hears of it once.
+    // Each registration is called once for a single last change.
     void expectEveryRegistrationCalled(const TestBus &bus) {
         FakeService service(bus);
         ASSERT_TRUE(deliverSignalsOf(service.connection()));
@@ -146,7 +146,7 @@ class Soak {
     void expectProgress() const {
         EXPECT_EQ(findings.wrong(), 0) << findings.example();
         for (const std::atomic<long> &rounds : m_rounds) {
-            EXPECT_GT(rounds, 0) << "a thread stood still";
+            EXPECT_GT(rounds, 0) << "a thread made no progress";
         }
         EXPECT_GT(m_standing.calls[0], 0);
         EXPECT_GT(m_restarts, 0);
@@ -191,19 +191,19 @@ class Soak {
     }
 
  private:
-    // With a service that has come and gone and no call under way; each of those holds a
-    // descriptor.
-    Process lookAtRest(const std::string &program) {
+    // Measured after a service has run and exited, and without pending calls: both need
+    // descriptors.
+    Process measureAtRest(const std::string &program) {
         {
             ChildProgram service({program, "--service", "0"});
             EXPECT_EQ(service.readLine(), "ready");
             useEveryEntryPoint(1);
         }
-        Process rest = lookAtProcess();
-        // The lowest of many looks, as what has ended may be a moment in going.
-        for (int look = 0; look < 100; ++look) {
+        Process rest = measureProcess();
+        // The minimum of many measurements, as threads and descriptors may be released late.
+        for (int sample = 0; sample < 100; ++sample) {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            const Process now = lookAtProcess();
+            const Process now = measureProcess();
             rest.threads = std::min(rest.threads, now.threads);
             rest.descriptors = std::min(rest.descriptors, now.descriptors);
         }
@@ -218,8 +218,8 @@ class Soak {
         --m_busy;
     }
 
-    // A slow machine is given longer.
-    bool hasSeenEnough() const {
+    // Checked at the end of the duration; a slow machine runs longer.
+    bool hasEnoughSamples() const {
         return m_samples.size() >= enoughSamples &&
                std::all_of(m_rounds.begin(), m_rounds.end(),
                            [](const std::atomic<long> &rounds) { return rounds > 0; });
@@ -228,20 +228,20 @@ class Soak {
     void restartServices(const std::string &program) {
         const Clock::time_point end = Clock::now() + std::chrono::seconds(m_seconds);
         const Clock::time_point limit = end + std::chrono::seconds(60);
-        while (Clock::now() < end || (!hasSeenEnough() && Clock::now() < limit)) {
+        while (Clock::now() < end || (!hasEnoughSamples() && Clock::now() < limit)) {
             {
-                // Killed by leaving the scope.
+                // Killed at the end of the scope.
                 ChildProgram service({program, "--service", std::to_string(m_generation)});
                 EXPECT_EQ(service.readLine(), "ready");
                 std::unique_lock<std::mutex> lock(m_mutex);
                 m_wake.wait_for(lock, std::chrono::seconds(1), [] { return false; });
             }
-            // Once all queued signals are delivered, as they take memory.
+            // Measured after all queued signals were delivered, as they need memory.
             for (const long before = m_quietMoments;
                  m_quietMoments < before + 2 && Clock::now() < limit;) {
                 std::this_thread::sleep_for(std::chrono::milliseconds(1));
             }
-            m_samples.push_back(lookAtProcess());
+            m_samples.push_back(measureProcess());
             m_generation += 1000000;
             ++m_restarts;
         }
@@ -292,7 +292,7 @@ TEST(SoakTest, HoldsUnderLoadWhileTheServiceComesAndGoes) {
 
 extern "C" int __dlog_print(int /*logId*/, int /*priority*/, const char * /*tag*/,
                             const char *format, ...) {
-    // Formatted as a platform would, so that a bad argument shows.
+    // Formats the line as a platform does, so that sanitizers see invalid arguments.
     std::array<char, 512> line{};
     va_list arguments;
     va_start(arguments, format);

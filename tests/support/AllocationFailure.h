@@ -1,12 +1,12 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Makes memory run out for the code under test.
+// Makes an allocation of the code under test fail.
 #ifndef TESTS_ALLOCATION_FAILURE_H
 #define TESTS_ALLOCATION_FAILURE_H
 
-// While it lives, one allocation of this thread that may fail (new (std::nothrow)) does: the
-// next one after `successes` others.
+// During its lifetime one allocation of this thread with new (std::nothrow) fails: the next one
+// after `successes` others.
 class AllocationFailure {
  public:
     explicit AllocationFailure(int successes);

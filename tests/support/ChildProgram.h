@@ -20,25 +20,25 @@ class ChildProgram {
 
     // Starts `arguments`[0], a path, in the test's own environment with `added`.
     explicit ChildProgram(Arguments arguments, const Environment &added = {});
-    // Kills it when it still runs.
+    // Kills the program if it is still running.
     ~ChildProgram();
     ChildProgram(const ChildProgram &) = delete;
     ChildProgram &operator=(const ChildProgram &) = delete;
 
     pid_t pid() const { return m_pid; }
 
-    // The next line of its standard output, without the newline; what there is when the output
-    // ends or the limit passes.
+    // The next line of its standard output, without the newline; an incomplete line if the output
+    // ends or the limit passes first.
     std::string readLine();
-    // All the rest of its standard output.
+    // The rest of its standard output.
     std::string readAll();
     void writeLine(const std::string &line);
     void closeInput();
     void kill(int signal);
 
-    // Its exit code, 128 and the signal when one killed it, -1 at the limit.
+    // The exit code, 128 plus the signal that killed it, or -1 at the limit.
     int waitForExit();
-    // What it has written to standard error so far.
+    // Its standard error so far.
     std::string errors();
 
  private:
@@ -54,10 +54,10 @@ class ChildProgram {
     std::shared_future<int> m_exitCode;
 };
 
-// What a program leaves when it has exited.
+// The result of a program that has exited.
 struct ProgramResult {
     int exitCode;        // as waitForExit() returns it
-    std::string output;  // that was not read before
+    std::string output;  // the part that was not read before
     std::string errors;
 };
 

@@ -73,7 +73,7 @@ class ClientLogTest : public ClientTest, public testing::WithParamInterface<LogR
             platform.record(line);
         }
     }
-    // The next subscription meets an endpoint without a connection.
+    // The next attempt to subscribe finds the endpoint without a connection.
     void failNextSubscription() {
         platform.onLog([this](const LogLine &line) {
             if (line.function == "m_SubscribeSignal") {

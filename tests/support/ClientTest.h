@@ -40,7 +40,7 @@ class ClientTest : public testing::Test {
                                                                std::free);
         return text ? text.get() : "no list";
     }
-    // How many client objects were made: each constructor logs one line.
+    // The number of client objects that were made; each constructor logs one line.
     std::size_t clientsMade() const { return platform.logOf("CSourceAPI").size(); }
 
     TestBus bus;

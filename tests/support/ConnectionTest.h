@@ -16,15 +16,15 @@ inline bool connectToThree() {
     return CSourceAPI::Get()->Connect(3);
 }
 
-// How many endpoints were deleted: each logs one line.
+// The number of deleted endpoints, each of which logs one line.
 inline std::size_t endpointsDeleted() {
     return FakePlatform::get().logOf("Destroy").size();
 }
 
-// How many change signals the client handles when the service emits one. Each of them makes the
-// client fetch the list.
+// The number of change signals that the client handles when the service emits one. For each of them
+// the client fetches the list.
 inline int handledOfOneSignal(FakeService &service) {
-    // Everything that the client has subscribed is in place when a signal of the test came through.
+    // The client's subscriptions are active once a signal of the test has arrived.
     EXPECT_TRUE(deliverSignalsOf(service.connection()));
     const int before = service.countOf("UtilGetSourceList");
     service.emitChange(R"({"return_data":""})");
@@ -34,7 +34,7 @@ inline int handledOfOneSignal(FakeService &service) {
 
 class ConnectionTest : public ClientTest {
  protected:
-    // The next attempt to subscribe meets an endpoint without a bus connection.
+    // The next attempt to subscribe finds the endpoint without a bus connection.
     void failNextSubscription() {
         platform.onLog([this](const LogLine &line) {
             if (line.function == "m_SubscribeSignal") {

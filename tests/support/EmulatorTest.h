@@ -16,7 +16,7 @@
 
 namespace emulated_tv {
 
-// Runs tv-emulator from outside, where it finds no TV but those of the test itself.
+// Runs the program tv-emulator in an environment in which it finds the test's own TVs only.
 class EmulatorTest : public testing::Test {
  protected:
     // The environment of every emulator of the test.
@@ -32,7 +32,8 @@ class EmulatorTest : public testing::Test {
         return arguments;
     }
 
-    // The command line of a TV with a shell script that says "ready" once it has come to a point.
+    // The command line of a TV whose command is a shell script. The script calls ready to report
+    // that it has reached a certain point.
     static std::vector<std::string> runScript(const std::string &script) {
         return emulator(
             {"run", "--", "sh", "-c",
@@ -42,10 +43,10 @@ class EmulatorTest : public testing::Test {
     testing::AssertionResult isReady() const {
         return ReadinessEvent(m_scratch.path(), "ready").wait(patience)
                    ? testing::AssertionSuccess()
-                   : testing::AssertionFailure() << "the script did not get ready";
+                   : testing::AssertionFailure() << "the script did not call ready";
     }
 
-    // A process number that the script wrote down. Throws if there is none.
+    // A process number that the script has written to a file. Throws if there is none.
     pid_t noted(const std::string &name) const {
         return std::stoi(readFile(m_scratch.path() / name).value());
     }

@@ -13,10 +13,10 @@
 inline void ignoreSignal(const char * /*sender*/, const char * /*signalName*/,
                          SourceTCMessage * /*message*/, void * /*userData*/) {}
 
-// Kept by the program, so that GLib's threads see it whole: they start later.
+// Global, so that it is constructed before GLib starts its threads.
 inline std::promise<void> connectionGone;
 
-// Ready once GLib has let go of the connection.
+// Ready once the connection is finalized.
 inline std::future<void> endOf(GDBusConnection *connection) {
     g_object_weak_ref(
         G_OBJECT(connection),

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // Test doubles of the four functions that the TV platform provides. They are linked into each
-// test program, whose definitions win over the platform library's.
+// test program, whose definitions take precedence over the platform library's.
 #ifndef TESTS_FAKE_PLATFORM_H
 #define TESTS_FAKE_PLATFORM_H
 
@@ -15,8 +15,8 @@
 #include <utility>
 #include <vector>
 
-// One line that the library handed to the platform's log, taken apart. Malformed ones (wrong
-// prefix, two places that disagree, no newline) fail the running test.
+// One line that the library passed to the platform's log, parsed. A malformed one (wrong prefix,
+// two different locations, no newline) fails the running test.
 struct LogLine {
     int priority = 0;
     std::string file;
@@ -58,7 +58,7 @@ class FakePlatform {
     void setOnScreenName(int sourceType, const std::string &name);
     std::vector<int> onScreenNameReads() const;
 
-    // What the doubled functions call.
+    // Called by the test doubles.
     void record(LogLine line);
     std::optional<std::string> readSetting(const std::string &key);
     int wait(const std::string &event, int timeout);

@@ -89,7 +89,7 @@ FakeService::~FakeService() {
     release();
     // The name is free when this returns; the daemon learns of a closed connection only later.
     if (g_dbus_connection_is_closed(m_connection.get()) == FALSE) {
-        askForName("ReleaseName", g_variant_new("(s)", m_busName.c_str()));
+        callBusDriver("ReleaseName", g_variant_new("(s)", m_busName.c_str()));
     }
     // Closing ends the filter; nothing of this object is used afterwards.
     g_dbus_connection_remove_filter(m_connection.get(), m_filter);
@@ -135,7 +135,7 @@ void FakeService::release() {
         withheld.swap(m_withheld);
     }
     for (const auto &[message, call] : withheld) {
-        answer(message, call);
+        sendReply(message, call);
         g_object_unref(message);
     }
 }
@@ -168,29 +168,29 @@ int FakeService::countOf(const std::string &command) const {
     return found;
 }
 
-guint FakeService::askForName(const char *method, GVariant *arguments) {
-    GVariant *const answer = g_dbus_connection_call_sync(
+guint FakeService::callBusDriver(const char *method, GVariant *arguments) {
+    GVariant *const reply = g_dbus_connection_call_sync(
         m_connection.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
         method, arguments, G_VARIANT_TYPE("(u)"), G_DBUS_CALL_FLAGS_NONE, waitLimit, nullptr,
         nullptr);
-    if (answer == nullptr) {
+    if (reply == nullptr) {
         return 0;
     }
     guint outcome = 0;
-    g_variant_get(answer, "(u)", &outcome);
-    g_variant_unref(answer);
+    g_variant_get(reply, "(u)", &outcome);
+    g_variant_unref(reply);
     return outcome;
 }
 
 void FakeService::releaseName() {
     constexpr guint released = 1;
-    ASSERT_EQ(askForName("ReleaseName", g_variant_new("(s)", m_busName.c_str())), released);
+    ASSERT_EQ(callBusDriver("ReleaseName", g_variant_new("(s)", m_busName.c_str())), released);
 }
 
 void FakeService::ownName() {
-    // Queued for, as the daemon may not yet know that an owner before this one was killed.
+    // Waits in the queue: the daemon may not have noticed yet that an earlier owner was killed.
     constexpr guint noFlags = 0;
-    ASSERT_NE(askForName("RequestName", g_variant_new("(su)", m_busName.c_str(), noFlags)), 0U);
+    ASSERT_NE(callBusDriver("RequestName", g_variant_new("(su)", m_busName.c_str(), noFlags)), 0U);
     std::unique_lock<std::mutex> lock(m_mutex);
     ASSERT_TRUE(m_changed.wait_for(lock, std::chrono::milliseconds(waitLimit),
                                    [this] { return m_ownsName; }))
@@ -247,11 +247,11 @@ void FakeService::receive(GDBusMessage *message) {
     }
     m_changed.notify_all();
     if (!held) {
-        answer(message, call);
+        sendReply(message, call);
     }
 }
 
-void FakeService::answer(GDBusMessage *message, const ReceivedCall &call) {
+void FakeService::sendReply(GDBusMessage *message, const ReceivedCall &call) {
     GDBusMessage *response = nullptr;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);

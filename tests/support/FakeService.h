@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// A source service for tests: a real participant of the bus that records every call made to it
-// and sends the configured replies.
+// A source service for tests: a real connection to the bus that records every call and sends the
+// configured replies.
 #ifndef TESTS_FAKE_SERVICE_H
 #define TESTS_FAKE_SERVICE_H
 
@@ -19,7 +19,7 @@
 
 #include "TestBus.h"
 
-// One method call as it came over the wire.
+// One method call as received.
 struct ReceivedCall {
     std::string destination;
     std::string path;
@@ -40,7 +40,7 @@ GVariant *plainBody(const std::string &text, unsigned int number = 0,
 GVariant *bufferBody(const std::string &text, const std::vector<unsigned char> &buffer,
                      unsigned int number = 0, const std::string &auxText = "");
 
-// The source list in JSON as a signal or a reply carries it.
+// JSON in the format of a signal or a reply.
 std::string jsonText(const Json::Value &value);
 Json::Value parsedJson(const std::string &text);
 
@@ -54,18 +54,18 @@ class FakeService {
     FakeService(const FakeService &) = delete;
     FakeService &operator=(const FakeService &) = delete;
 
-    // What the following calls are answered with: a "(suss)" body with this text; the same for
-    // one command only (the "method" of the request's JSON), which goes before the former; any
-    // body (null for an empty reply); a D-Bus error.
+    // Set the reply to the following calls: a body "(suss)" with this text; the same for one
+    // command only (the "method" of the request's JSON), which takes precedence; any body (null for
+    // an empty reply); a D-Bus error.
     void reply(const std::string &text);
     void replyTo(const std::string &command, const std::string &text);
     void replyWith(std::function<GVariant *(const ReceivedCall &)> makeBody);
     void replyWithError(const std::string &name, const std::string &message);
-    // The whole answer is made on the connection's thread; null for none at all.
+    // Makes the whole reply, on the connection's thread; null for no reply.
     using MakeReply = std::function<GDBusMessage *(GDBusMessage *message, const ReceivedCall &)>;
     void replyWithMessage(MakeReply makeReply);
 
-    // Withholds every answer until release().
+    // Withholds every reply until release().
     void hold();
     void release();
 
@@ -74,10 +74,10 @@ class FakeService {
     std::vector<ReceivedCall> calls() const;
     std::vector<ReceivedCall> waitForCalls(std::size_t count) const;
     ReceivedCall lastCall() const;
-    // How often one command was asked for.
+    // The number of calls of one command.
     int countOf(const std::string &command) const;
 
-    // Leaves the bus name, as a service does that goes away; and takes it again.
+    // Releases the bus name, as a service that exits; owns it again.
     void releaseName();
     void ownName();
 
@@ -91,11 +91,11 @@ class FakeService {
  private:
     static GDBusMessage *filter(GDBusConnection *connection, GDBusMessage *message,
                                 gboolean incoming, gpointer self);
-    // The daemon's answer to a request about the bus name, 0 when there is none.
-    guint askForName(const char *method, GVariant *arguments);
+    // The result of a bus driver method about the bus name, 0 if it failed.
+    guint callBusDriver(const char *method, GVariant *arguments);
     void noteOwner(GDBusMessage *message);
     void receive(GDBusMessage *message);
-    void answer(GDBusMessage *message, const ReceivedCall &call);
+    void sendReply(GDBusMessage *message, const ReceivedCall &call);
 
     std::string m_busName;
     BusConnection m_connection;

@@ -2,7 +2,8 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // Records the calls that the library makes to some of GLib's functions, and can replace their
-// results. The test program's definitions of some of GLib's functions win over GLib's own.
+// results. The test program's definitions of these functions take precedence over
+// GLib's.
 #ifndef TESTS_GLIB_SPY_H
 #define TESTS_GLIB_SPY_H
 
@@ -36,21 +37,21 @@ class GLibSpy {
 
     // The calls of one method, in order.
     std::vector<BusCall> callsOf(const std::string &method) const;
-    // Following calls get this answer, and do not reach the bus.
+    // The following calls return this reply and do not reach the bus.
     void answerCalls(Answer answer);
-    // Following requests for a bus connection get none, and no error either.
+    // The following requests for a bus connection return null without an error.
     void refuseConnections();
-    // From now on: every look at the monotonic clock, in microseconds, and how the waiters of a
-    // condition were woken, one of them or all.
+    // Starts recording: every reading of the monotonic clock, in microseconds, and for each wake-up
+    // of a condition whether one waiter was woken or all.
     enum class WakeUp { one, all };
     void watch();
     std::vector<gint64> clockReadings() const;
     std::vector<WakeUp> wakeUpsOf(const GCond *condition) const;
     // Runs on the reading thread, after the reading was recorded.
     void onClockReading(std::function<void()> observer);
-    // Timed waits with the watched condition, since watch(): the deadline, and the reading of the
-    // clock before it on the same thread. They end as `wait` says (TRUE for a wake-up); it is
-    // called on the waiting thread with the mutex locked.
+    // Timed waits with the replaced condition since watch(): the deadline, and the last reading of
+    // the clock before it on the same thread. Their result is that of `wait` (TRUE for a wake-up),
+    // which is called on the waiting thread with the mutex locked.
     struct TimedWait {
         gint64 now = 0;
         gint64 deadline = 0;
@@ -58,12 +59,12 @@ class GLibSpy {
     std::vector<TimedWait> timedWaits() const;
     using Wait = std::function<gboolean(GMutex *)>;
     void replaceTimedWaits(const GCond *condition, Wait wait);
-    // From now on the clock shows this many microseconds more.
+    // Advances the clock by this many microseconds.
     void advanceClock(gint64 microseconds);
     // Runs on the waking thread, before the waiter is woken.
     void onWakeUp(std::function<void(const GCond *)> observer);
 
-    // What the replaced functions call.
+    // Called by the replaced functions.
     Answer answerTo(BusCall call);
     bool refusesConnections() const;
     gint64 noteClock(gint64 now);
@@ -87,7 +88,7 @@ class GLibSpy {
     gint64 m_clockAdvance = 0;
 };
 
-// Expects that GLib reports a misuse at least once during its life, and keeps it off the terminal.
+// Expects at least one critical warning of GLib during its lifetime, and does not print it.
 class ExpectedCritical {
  public:
     ExpectedCritical();

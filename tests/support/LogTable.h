@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The log lines that programs rely on, as tables: what a caller does, and which lines with which
-// levels the operations of the library write meanwhile.
+// The log lines that programs rely on, as tables: an action of the caller, and the lines and levels
+// that the library logs during it.
 #ifndef TESTS_LOG_TABLE_H
 #define TESTS_LOG_TABLE_H
 
@@ -33,8 +33,8 @@ inline ExpectedLine error(const std::string &text, const std::string &operation 
     return {errorPriority, text, operation};
 }
 
-// One row. `act` runs with the test as its argument; the lines of every operation that the row
-// names, and only of those, are compared, in order.
+// One row. `act` is called with the test as its argument. The lines of the operations that the row
+// names are compared in order; those of other operations are ignored.
 template <class Test>
 struct LogRow {
     using TestClass = Test;
@@ -72,7 +72,7 @@ inline bool fits(const ExpectedLine &expected, const LogLine &line) {
            std::regex_match(line.text, std::regex(pattern));
 }
 
-// Runs the row and compares the lines that the library's source file `file` wrote meanwhile.
+// Runs the row and compares the lines that the library's source file `file` logged during it.
 template <class Test>
 void expectLinesOf(const LogRow<Test> &row, typename LogRow<Test>::TestClass &test,
                    const std::string &file) {

@@ -16,7 +16,7 @@
 
 #include "ClientTest.h"
 
-// Every call of `first` and `second` in order: the function's name and the value.
+// Every call of `first` and `second`, in order: the name of the function and the value.
 inline std::vector<std::pair<std::string, int>> calls;
 
 inline void first(int value, void * /*userData*/) {
@@ -40,7 +40,8 @@ class NotificationTest : public ClientTest {
         calls.clear();
     }
 
-    // The change signal, as the service sends it, and as far as the client has handled it.
+    // change() and signal() emit a change signal and deliver it; handle() calls the handler
+    // directly.
     void change(const std::string &list, int result) {
         signal(R"({"method":"SourceListChanged","return_data":)" + list + R"(,"data":{"result":)" +
                std::to_string(result) + "}}");

@@ -1,8 +1,7 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// What applications are compiled against besides names: the order of members and of virtual
-// operations.
+// The parts of the binary interface besides names: the order of members and of virtual functions.
 #ifndef TESTS_OBJECT_LAYOUT_H
 #define TESTS_OBJECT_LAYOUT_H
 
@@ -22,8 +21,8 @@ bool areInOrder(const Members *...members) {
            std::adjacent_find(places.begin(), places.end()) == places.end();
 }
 
-// Expects the virtual operations of `object` to be these, all of them, in this order. They are
-// given by the names that the linker knows them by.
+// Expects the virtual functions of `object` to be exactly these, in this order, given by their
+// mangled names.
 template <class Class>
 void expectVirtualOperations(const Class &object, const std::vector<const char *> &names) {
     const auto *const slots = *reinterpret_cast<void *const *const *>(&object);

@@ -23,7 +23,7 @@ using support::childrenOf;
 // The limit of every wait of these tests.
 constexpr std::chrono::seconds patience(60);
 
-// Watches a process, also if its number is used again.
+// Watches a process, and is not confused if its process number is reused.
 class ProcessWatch {
  public:
     explicit ProcessWatch(pid_t pid);
@@ -38,7 +38,7 @@ class ProcessWatch {
     support::FileDescriptor m_fd;
 };
 
-// Fails the test for numbers that would mean a process group or every process.
+// Fails the test for a number that means a process group or every process.
 void sendSignal(pid_t process, int signal);
 
 using Environment = std::map<std::string, std::string>;

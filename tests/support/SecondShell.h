@@ -14,7 +14,7 @@
 
 namespace emulated_tv {
 
-// A TV without a command, and the commands that reach it from another shell.
+// A TV without a command, which is changed by commands in another shell.
 class SecondShell : public EmulatorTest {
  protected:
     struct Result {

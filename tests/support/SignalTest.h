@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// A fixture for tests of signal subscriptions: what callbacks were called with is recorded.
+// A fixture for tests of signal subscriptions, which records the calls of the callback.
 #ifndef TESTS_SIGNAL_TEST_H
 #define TESTS_SIGNAL_TEST_H
 
@@ -17,7 +17,7 @@ inline constexpr const char *signalName = "source_api";
 inline constexpr const char *path = "/source_service/message";
 inline constexpr const char *interface = "source_service.message";
 
-// What a callback was called with.
+// The arguments of one call of the callback.
 struct Delivery {
     std::optional<std::string> sender;
     std::string signal;
@@ -31,7 +31,7 @@ struct Delivery {
 
 using Deliveries = std::vector<Delivery>;
 
-// Notes the delivery in `deliveries`, the user data.
+// Appends the delivery to `deliveries`, the user data.
 inline void note(const char *sender, const char *signal, SourceTCMessage *message,
                  void *deliveries) {
     Delivery delivery;
@@ -57,7 +57,7 @@ void throwIt(const char * /*sender*/, const char * /*signal*/, SourceTCMessage *
 
 class SignalTest : public TransportTest {
  protected:
-    // Opens the endpoint and subscribes the change signal; the log is left empty.
+    // Opens the endpoint and subscribes to the change signal; the log is left empty.
     void subscribe(SourceTCServer::SignalCallback callback = note) {
         open();
         ASSERT_EQ(endpoint.SubscribeSignal(signalName, callback, &deliveries), 1);
@@ -87,7 +87,7 @@ class SignalTest : public TransportTest {
         platform.clearLog();
     }
 
-    // Has the handler run as GLib runs it.
+    // Calls the signal handler as GLib does.
     static void handle(GVariant *body, void *server, const char *name = signalName,
                        const char *interfaceName = interface) {
         const std::unique_ptr<GVariant, void (*)(GVariant *)> owned(

@@ -27,7 +27,7 @@ class SourceListTest : public ClientTest {
         service.replyTo("UtilGetSourceList", R"({"return_data":)" + list + "}");
     }
     void breakFetch() { service.replyWithError("test.Error.Refused", "not today"); }
-    void mendFetch() { service.reply("{}"); }
+    void repairFetch() { service.reply("{}"); }
     int fetches() const { return service.countOf("UtilGetSourceList"); }
 
     static std::vector<std::string> keysOf(const Records &records) {
@@ -38,7 +38,7 @@ class SourceListTest : public ClientTest {
         return keys;
     }
 
-    // Reads the records of what the service has; the read must succeed.
+    // Reads the list as records; the read must succeed.
     static RecordsPtr readRecords() {
         RecordsPtr records;
         EXPECT_TRUE(CSourceAPI::Get()->GetSourceList(&records));

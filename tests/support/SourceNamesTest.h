@@ -37,14 +37,14 @@ class SourceNamesTest : public ClientTest {
     static std::vector<Entry> cached() { return entriesOf(ClientPeer::names()); }
     static bool loaded() { return ClientPeer::hasNames(); }
 
-    // The name of a source; what it was before when the query failed.
+    // The name of a source, or `unchanged` if the query failed.
     static std::string nameOf(int sourceType, int index) {
         std::string name = unchanged;
         const bool found = CSourceAPI::Get()->GetSourceEditName(sourceType, name, index);
         EXPECT_EQ(found, name != unchanged);
         return name;
     }
-    // The same of a device type.
+    // The device type of a source, or `noDevice` if the query failed.
     static constexpr unsigned int noDevice = 4711;
     static unsigned int deviceOf(int sourceType, int index) {
         unsigned int device = noDevice;

@@ -9,7 +9,7 @@
 
 #include "SourceAPI.h"
 
-// All fields in their order; the copy would not carry the last one.
+// All fields in order; a copy lacks the last one.
 inline auto fieldsOf(const CSourceItem &item) {
     return std::make_tuple(item.sourceType, item.editName, item.detectedName, item.iconPath,
                            item.uniqueKey, item.connectionState, item.powerState,

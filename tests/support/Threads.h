@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Threads of a test, and waiting for what they do.
+// Threads in tests, and waiting for their actions.
 #ifndef TESTS_THREADS_H
 #define TESTS_THREADS_H
 
@@ -30,13 +30,13 @@ bool ends(const Future &work) {
     return work.wait_for(std::chrono::milliseconds(waitLimit)) == std::future_status::ready;
 }
 
-// That something does not happen has no event: a blocked thread gets this long to prove otherwise.
+// There is no event for an action that does not happen, so this waits for a fixed time.
 template <class Future>
 bool staysBlocked(const Future &work) {
     return work.wait_for(std::chrono::milliseconds(50)) == std::future_status::timeout;
 }
 
-// How long `work` takes when nothing holds it up, in microseconds: the best of a few times.
+// The shortest duration of several runs of `work`, in microseconds.
 template <class Work>
 gint64 shortestTimeOf(const Work &work) {
     constexpr int times = 5;

@@ -39,7 +39,7 @@ class TransportTest : public testing::Test {
         bus.lose();
     }
 
-    // The `number`th line of the log that `operation` writes from now on throws.
+    // The log function throws at the `number`th line that `operation` logs from now on.
     void throwAtLine(const std::string &operation, int number = 1) {
         platform.onLog([operation, left = std::make_shared<int>(number)](const LogLine &line) {
             if (line.function == operation && --*left == 0) {

@@ -24,7 +24,7 @@ Body owned(GVariant *floating) {
     return {g_variant_ref_sink(floating), g_variant_unref};
 }
 
-// A body as a peer may have garbled it: bytes that need not be a serialised value of that type.
+// A body as a faulty peer may send it: bytes that need not be a serialised value of that type.
 Body garbled(const char *type, const std::vector<unsigned char> &bytes) {
     GBytes *const copy = g_bytes_new(bytes.data(), bytes.size());
     Body body = owned(g_variant_new_from_bytes(G_VARIANT_TYPE(type), copy, FALSE));
@@ -32,7 +32,7 @@ Body garbled(const char *type, const std::vector<unsigned char> &bytes) {
     return body;
 }
 
-// Every output of the decoder, before it ran with values that it can be seen to leave alone.
+// Every output of the decoder, initialised with values that show whether it was written.
 struct Outputs {
     Outputs() = default;
     ~Outputs() {
@@ -81,7 +81,7 @@ TEST_F(BodyTest, AMissingBodyIsRefused) {
     EXPECT_THAT(platform.log(), IsEmpty());
 }
 
-TEST_F(BodyTest, PlainBodyGivesItsTextsAndItsNumber) {
+TEST_F(BodyTest, PlainBodyIsDecodedIntoTextsAndNumber) {
     const Body body = owned(g_variant_new("(suss)", "sender", 4294967295U, "auxiliary", "täxt"));
     EXPECT_EQ(outputs.read(body.get()), 1);
     EXPECT_STREQ(outputs.name, "sender");
@@ -91,7 +91,7 @@ TEST_F(BodyTest, PlainBodyGivesItsTextsAndItsNumber) {
     EXPECT_TRUE(outputs.bufferUntouched());
 }
 
-TEST_F(BodyTest, BodyWithABufferGivesItsBytesAsWell) {
+TEST_F(BodyTest, BodyWithABufferIsDecodedWithItsBytes) {
     const Body body = owned(bufferBody("text", {1, 0, 255}, 5, "auxiliary"));
     EXPECT_EQ(outputs.read(body.get()), 1);
     EXPECT_STREQ(outputs.name, "source_service");
@@ -101,7 +101,7 @@ TEST_F(BodyTest, BodyWithABufferGivesItsBytesAsWell) {
     EXPECT_THAT(outputs.bytes(), ElementsAre(1, 0, 255));
 }
 
-TEST_F(BodyTest, EmptyTextsAreTextsOfTheirOwn) {
+TEST_F(BodyTest, EmptyTextsAreDecodedAsEmptyTexts) {
     const Body body = owned(g_variant_new("(suss)", "", 0U, "", ""));
     EXPECT_EQ(outputs.read(body.get()), 1);
     EXPECT_STREQ(outputs.name, "");
@@ -110,7 +110,7 @@ TEST_F(BodyTest, EmptyTextsAreTextsOfTheirOwn) {
     EXPECT_STREQ(outputs.text, "");
 }
 
-TEST_F(BodyTest, WhatItGivesOutlivesTheBody) {
+TEST_F(BodyTest, OutputsOutliveTheBody) {
     Body body = owned(bufferBody("text", {1, 2}, 5, "auxiliary"));
     outputs.read(body.get());
     body.reset();
@@ -120,7 +120,7 @@ TEST_F(BodyTest, WhatItGivesOutlivesTheBody) {
     EXPECT_THAT(outputs.bytes(), ElementsAre(1, 2));
 }
 
-TEST_F(BodyTest, OutputsThatAreNullAreLeftOut) {
+TEST_F(BodyTest, NullOutputsAreSkipped) {
     for (const Body &body : {owned(plainBody("text", 5)), owned(bufferBody("text", {1}, 5))}) {
         unsigned int number = 0;
         std::unique_ptr<unsigned char[]> buffer;
@@ -133,7 +133,7 @@ TEST_F(BodyTest, OutputsThatAreNullAreLeftOut) {
     }
 }
 
-TEST_F(BodyTest, BufferOutputsMayBeMissingWhereNoBufferComes) {
+TEST_F(BodyTest, BufferOutputsMayBeNullForAPlainBody) {
     for (const Body &body : {owned(plainBody("text", 5)), owned(bufferBody("text", {0}, 5)),
                              owned(bufferBody("text", {}, 5))}) {
         unsigned int number = 0;
@@ -144,7 +144,7 @@ TEST_F(BodyTest, BufferOutputsMayBeMissingWhereNoBufferComes) {
     }
 }
 
-TEST_F(BodyTest, NoBytesAndASingleZeroByteStandForNoBuffer) {
+TEST_F(BodyTest, NoBytesAndASingleZeroByteMeanNoBuffer) {
     for (const std::vector<unsigned char> &none : {std::vector<unsigned char>{}, {0}}) {
         Outputs read;
         const Body body = owned(bufferBody("text", none));
@@ -164,7 +164,7 @@ TEST_F(BodyTest, AnyOtherBytesAreABuffer) {
     }
 }
 
-TEST_F(BodyTest, ALargeBufferComesWhole) {
+TEST_F(BodyTest, ALargeBufferIsDecoded) {
     std::vector<unsigned char> large(1 << 20);
     for (std::size_t index = 0; index < large.size(); ++index) {
         large[index] = static_cast<unsigned char>(index * 7);
@@ -183,7 +183,7 @@ TEST_P(OtherBodyTest, LeavesEveryOutputAloneAndIsNoFailure) {
     EXPECT_EQ(outputs.read(body.get()), 1);
     EXPECT_TRUE(outputs.textsUntouched());
     EXPECT_TRUE(outputs.bufferUntouched());
-    // Not even the number needs a place.
+    // The pointer to the number may be null, too.
     EXPECT_EQ(
         EndpointPeer::decode(body.get(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), 1);
 }
@@ -197,7 +197,7 @@ INSTANTIATE_TEST_SUITE_P(Types, OtherBodyTest,
                                          "<('a', uint32 1, 'b', 'c')>",
                                          "(objectpath '/a', uint32 1, 'b', 'c')"));
 
-// GLib reads what is missing from a garbled value as empty.
+// GLib reads missing parts of an invalid value as empty.
 class GarbledBodyTest : public BodyTest, public testing::WithParamInterface<const char *> {};
 
 TEST_P(GarbledBodyTest, IsReadWithoutHarm) {

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// How a call learns that its endpoint is being closed: it waits a millisecond for the endpoint's
+// How a call detects that its endpoint is being closed: it waits one millisecond for the endpoint's
 // lock.
 #include <array>
 #include <future>
@@ -25,7 +25,7 @@ class ClosingProbeTest : public MethodCallTest {
 
     GCond *condition() { return peerOf(peerOf(peer.mutex).semaphore).condition; }
 
-    // Waits for the lock run out of time once `step` has returned. They hold no lock meanwhile.
+    // Each timed wait for the lock times out after `step`, which runs without the mutex.
     void duringEachWait(const std::function<void()> &step) {
         glib.replaceTimedWaits(condition(), [step](GMutex *mutex) {
             g_mutex_unlock(mutex);
@@ -47,7 +47,7 @@ TEST_F(ClosingProbeTest, TakesOneThousandMicroseconds) {
     EXPECT_EQ(waits.front().deadline - waits.front().now, 1000);
 }
 
-TEST_F(ClosingProbeTest, ManyCallersProbeAtTheSameTimeAndHoldUpNoOtherEndpoint) {
+TEST_F(ClosingProbeTest, ManyCallersProbeAtTheSameTimeAndDelayNoOtherEndpoint) {
     constexpr int callers = 32;
     open();
     SourceTCServer other("other", SourceTCServer::PROXY);

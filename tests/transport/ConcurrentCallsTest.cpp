@@ -45,7 +45,7 @@ TEST_F(ConcurrentCallsTest, CallsRunSideBySideWithoutTheLock) {
     expectNothingInFlight();
 }
 
-TEST_F(ConcurrentCallsTest, ClosingWaitsForCallsInFlightAndTurnsNewOnesAway) {
+TEST_F(ConcurrentCallsTest, ClosingWaitsForCallsInFlightAndNewOnesFail) {
     open();
     service.hold();
     auto sending = onThread([&] { return send(); });

@@ -16,7 +16,7 @@ using testing::Not;
 namespace {
 
 constexpr const char *notJson = "two words";
-// What the writer makes of {"a":1} with its default settings.
+// The text of {"a":1} with the default settings of the writer.
 constexpr const char *generated = "{\n\t\"a\" : 1\n}";
 
 Json::Value object() {
@@ -49,7 +49,7 @@ TEST_F(DataTest, NewOneIsEmpty) {
     EXPECT_THAT(platform.log(), IsEmpty());
 }
 
-TEST_F(DataTest, MadeFromJsonTextItIsParsed) {
+TEST_F(DataTest, JsonTextIsParsedOnConstruction) {
     SourceTCData data(R"({"a":1})");
     EXPECT_EQ(data.m_JsonRoot, object());
     EXPECT_EQ(data.GetMessage(), R"({"a":1})");
@@ -57,7 +57,7 @@ TEST_F(DataTest, MadeFromJsonTextItIsParsed) {
     EXPECT_THAT(platform.log(), IsEmpty());
 }
 
-TEST_F(DataTest, MadeFromOtherTextItHoldsTheTextAndTheReport) {
+TEST_F(DataTest, OtherTextIsKeptWithTheErrorReport) {
     SourceTCData data(notJson);
     EXPECT_TRUE(data.m_JsonRoot.isNull());
     EXPECT_EQ(data.GetMessage(), notJson);
@@ -112,7 +112,7 @@ TEST_F(DataTest, ParseUsesTheReadersDefaultSettings) {
     EXPECT_FALSE(SourceTCData().SetMessage("{'a':1}"));
 }
 
-TEST_F(DataTest, TextThatBreaksOffLeavesNothingOfWhatWasRead) {
+TEST_F(DataTest, TruncatedTextLeavesNothingParsed) {
     SourceTCData data;
     data.m_Message = R"({"a":1,"b":)";
     EXPECT_FALSE(data.Parse());
@@ -219,7 +219,7 @@ TEST_F(DataTest, GetMessageGeneratesATextThatIsMissing) {
     EXPECT_EQ(data.m_Message, generated);
 }
 
-TEST_F(DataTest, GetMessageOfAConstantMessageCannotGenerateAndSaysSo) {
+TEST_F(DataTest, GetMessageOfAConstantMessageReturnsAWarningInsteadOfGenerating) {
     SourceTCData data;
     data.m_JsonRoot = object();
     const SourceTCData &constant = data;
@@ -236,7 +236,7 @@ TEST_F(DataTest, GetMessageOfAConstantTextMessageIsItsText) {
     EXPECT_EQ(text.GetMessage(), notJson);
 }
 
-TEST_F(DataTest, ChangedJsonShowsInTheTextOnlyOnceGenerated) {
+TEST_F(DataTest, ChangedJsonIsInTheTextOnlyAfterGenerate) {
     SourceTCData data(R"({"old":true})");
     data.m_JsonRoot = object();
     EXPECT_EQ(data.GetMessage(), R"({"old":true})");

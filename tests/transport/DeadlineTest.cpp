@@ -31,7 +31,7 @@ class DeadlineTest : public testing::Test {
         semaphore.Destroy();
     }
 
-    // The one wait of a Try() that gets nothing. It does not take the time.
+    // The only timed wait of a Try() that fails. It returns without waiting.
     GLibSpy::TimedWait waitOf(unsigned long timeout) {
         glib.replaceTimedWaits(peerOf(semaphore).condition, [](GMutex *) { return FALSE; });
         EXPECT_EQ(semaphore.Try(timeout), 0);

@@ -72,7 +72,7 @@ TEST_F(EndpointClosingTest, ClosingWorksOnALostBus) {
     expectClosed(endpoint);
 }
 
-TEST_F(EndpointClosingTest, ALostConnectionIsNotMadeAgain) {
+TEST_F(EndpointClosingTest, ALostConnectionIsNotReopened) {
     openOnALostBus();
     GDBusConnection *const lost = peer.connection;
     bus.start();

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Opening an endpoint, and asking for a service on the bus.
+// Opening an endpoint, and whether a service is on the bus.
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -93,7 +93,7 @@ TEST_F(EndpointOpeningTest, TheProbeAsksTheBusDaemon) {
     EXPECT_EQ(probes[0].cancellable, nullptr);
 }
 
-TEST_F(EndpointOpeningTest, NoNameIsNotAvailable) {
+TEST_F(EndpointOpeningTest, NullNameIsNotAvailable) {
     EXPECT_EQ(endpoint.IsServiceAvailable(nullptr), 0);
     open();
     EXPECT_EQ(endpoint.IsServiceAvailable(nullptr), 0);
@@ -120,7 +120,7 @@ TEST_F(EndpointOpeningTest, AProbeThatFailsFindsNothing) {
     EXPECT_EQ(endpoint.IsServiceAvailable("source_service"), 0);
 }
 
-TEST_F(EndpointOpeningTest, AProbeWithoutAnyAnswerFailsSilently) {
+TEST_F(EndpointOpeningTest, AProbeWithoutAReplyFailsSilently) {
     open();
     glib.answerCalls([](GError ** /*error*/) -> GVariant * { return nullptr; });
     EXPECT_EQ(endpoint.IsServiceAvailable("source_service"), 0);

@@ -24,7 +24,7 @@ void expectNoBuffer(const SourceTCMessage &message) {
     EXPECT_EQ(message.m_BufferSize, 0U);
 }
 
-// A message with everything in it, its text older than its JSON.
+// A message with every field set, and a text that is older than its JSON.
 SourceTCMessage &filled(SourceTCMessage &message) {
     message.SetMessage(R"({"old":true})");
     message.m_JsonRoot = Json::Value();

@@ -61,7 +61,7 @@ TEST_F(MethodCallFailureTest, AnErrorFromThePeerFailsTheCall) {
     expectNothingInFlight();
 }
 
-TEST_F(MethodCallFailureTest, APeerThatIsNotThereIsAFailedCall) {
+TEST_F(MethodCallFailureTest, ACallToAMissingPeerFails) {
     open();
     EXPECT_EQ(endpoint.SendMessage("missing", nullptr, true, &reply), 0);
     expectNothingInFlight();

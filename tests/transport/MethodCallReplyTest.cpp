@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// What a method call makes of its reply.
+// How a method call handles its reply.
 #include <memory>
 #include <string>
 #include <vector>
@@ -124,7 +124,7 @@ TEST_F(MethodCallReplyTest, ACallThatIsNotSynchronousWaitsForItsReplyAllTheSame)
     EXPECT_EQ(reply.m_JsonRoot["return_data"], true);
 }
 
-TEST_F(MethodCallReplyTest, AReplyThatSaysFailFailsTheCall) {
+TEST_F(MethodCallReplyTest, AReplyWithTheResultFailFailsTheCall) {
     open();
     service.replyWith([](const ReceivedCall &) {
         return bufferBody(R"({"dbus_result":"fail"})", {1, 2}, 7, "auxiliary");
@@ -169,7 +169,7 @@ TEST_P(UnreadableResultTest, PassesTheJsonLibrarysException) {
     EXPECT_THROW(send(), Json::Exception);
     EXPECT_EQ(reply.m_Message, GetParam());
     expectNothingInFlight();
-    // The endpoint is as good as before.
+    // The endpoint is still usable.
     service.reply("{}");
     EXPECT_EQ(send(), 1);
 }
@@ -181,7 +181,7 @@ INSTANTIATE_TEST_SUITE_P(Replies, UnreadableResultTest,
 
 class ReplyBodyTest : public MethodCallTest {
  protected:
-    // Has following calls answered with this text; the body's end is noted.
+    // Following calls get a reply with this text; the release of its body is recorded.
     void answer(const std::string &text) {
         const std::unique_ptr<GVariant, decltype(&g_variant_unref)> body(
             g_variant_ref_sink(plainBody(text)), g_variant_unref);
@@ -219,7 +219,7 @@ TEST_F(ReplyBodyTest, AnExceptionReleasesIt) {
     EXPECT_TRUE(released);
 }
 
-TEST_F(ReplyBodyTest, AReplyThatSaysFailKeepsIt) {
+TEST_F(ReplyBodyTest, AReplyWithTheResultFailKeepsIt) {
     open();
     answer(R"({"dbus_result":"fail"})");
     EXPECT_EQ(send(), 0);

@@ -46,7 +46,7 @@ TEST_F(MethodCallRequestTest, AcceptsAnyReplyTypeWithinTheConnectionsDefaultTime
     EXPECT_EQ(calls[0].cancellable, nullptr);
 }
 
-TEST_F(MethodCallRequestTest, WithoutAMessageAnEmptyBodyGoesOut) {
+TEST_F(MethodCallRequestTest, WithoutAMessageAnEmptyBodyIsSent) {
     open();
     EXPECT_EQ(send(nullptr), 1);
     const ReceivedCall call = service.lastCall();
@@ -58,7 +58,7 @@ TEST_F(MethodCallRequestTest, WithoutAMessageAnEmptyBodyGoesOut) {
     EXPECT_EQ(call.text, "");
 }
 
-TEST_F(MethodCallRequestTest, AMessageGoesOutFieldByField) {
+TEST_F(MethodCallRequestTest, AllFieldsOfAMessageAreSent) {
     open();
     SourceTCMessage message;
     message.SetMessage("two words");
@@ -74,7 +74,7 @@ TEST_F(MethodCallRequestTest, AMessageGoesOutFieldByField) {
     EXPECT_EQ(call.text, "two words");
 }
 
-TEST_F(MethodCallRequestTest, TheSendersNameGoesOutAsGiven) {
+TEST_F(MethodCallRequestTest, TheSendersNameIsSentUnchanged) {
     SourceTCServer odd("an odd-name", SourceTCServer::PROXY);
     ASSERT_EQ(odd.CreateDBusProxy(), 1);
     EXPECT_EQ(odd.SendMessage("source_service", nullptr, true, &reply), 1);
@@ -82,7 +82,7 @@ TEST_F(MethodCallRequestTest, TheSendersNameGoesOutAsGiven) {
     odd.CloseDBusProxy();
 }
 
-TEST_F(MethodCallRequestTest, JsonGoesOutAsItIsNowAndTheMessageStaysAsItWas) {
+TEST_F(MethodCallRequestTest, TheCurrentJsonIsSentAndTheMessageIsUnchanged) {
     open();
     SourceTCMessage message;
     message.SetMessage(R"({"old":true})");
@@ -93,7 +93,7 @@ TEST_F(MethodCallRequestTest, JsonGoesOutAsItIsNowAndTheMessageStaysAsItWas) {
     EXPECT_EQ(message.m_Message, R"({"old":true})");
 }
 
-TEST_F(MethodCallRequestTest, ABufferGoesOutByAMethodOfItsOwn) {
+TEST_F(MethodCallRequestTest, ABufferIsSentByASeparateMethod) {
     open();
     SourceTCMessage message;
     message.SetMessage("text");
@@ -116,7 +116,7 @@ TEST_F(MethodCallRequestTest, ABufferGoesOutByAMethodOfItsOwn) {
     }
 }
 
-TEST_F(MethodCallRequestTest, ABufferThatWasRemovedDoesNotGoOut) {
+TEST_F(MethodCallRequestTest, ARemovedBufferIsNotSent) {
     open();
     SourceTCMessage message;
     setBytes(message, {1, 2, 3});
@@ -126,7 +126,7 @@ TEST_F(MethodCallRequestTest, ABufferThatWasRemovedDoesNotGoOut) {
     EXPECT_EQ(service.lastCall().bodyType, "(suss)");
 }
 
-TEST_F(MethodCallRequestTest, TextThatIsNotUtf8GoesOutRepairedAndEndsNoProcess) {
+TEST_F(MethodCallRequestTest, InvalidUtf8IsSentRepaired) {
     open();
     SourceTCMessage message;
     message.SetMessage("a\xFFz");

@@ -102,7 +102,7 @@ TEST_F(MutexTest, TryWithoutLimitWaitsForTheOwner) {
     EXPECT_EQ(trying.get(), 1);
 }
 
-TEST_F(MutexTest, UnlockByAThreadThatDoesNotHoldItIsIgnoredSilently) {
+TEST_F(MutexTest, UnlockByAnotherThreadIsIgnoredSilently) {
     const LockHolder held(mutex);
     GThread *const owner = peer.owner;
     mutex.Unlock();
@@ -135,7 +135,7 @@ TEST_F(MutexTest, OnlyOneThreadAtATimeHoldsIt) {
     EXPECT_EQ(guarded, 2 * rounds);
 }
 
-TEST_F(MutexTest, CreatingAnewForgetsTheOwner) {
+TEST_F(MutexTest, CreatingAgainResetsTheOwner) {
     mutex.Lock();
     mutex.Destroy();
     EXPECT_EQ(mutex.Create(), 1);
@@ -149,7 +149,7 @@ TEST_F(MutexTest, DestroyingTwiceIsHarmless) {
     EXPECT_EQ(semaphore.mutex, nullptr);
 }
 
-TEST_F(MutexTest, DestroyingWhatWasNeverCreatedDoesNothing) {
+TEST_F(MutexTest, DestroyingANeverCreatedMutexDoesNothing) {
     SourceTCMutex unused;
     unused.Destroy();
     EXPECT_EQ(peerOf(peerOf(unused).semaphore).mutex, nullptr);
@@ -157,7 +157,7 @@ TEST_F(MutexTest, DestroyingWhatWasNeverCreatedDoesNothing) {
     EXPECT_THAT(platform.log(), IsEmpty());
 }
 
-TEST_F(MutexTest, TryOnALockThatWasNeverCreatedFails) {
+TEST_F(MutexTest, TryOnANeverCreatedMutexFails) {
     SourceTCMutex unused;
     EXPECT_EQ(unused.Try(1000), 0);
     EXPECT_EQ(peerOf(unused).owner, nullptr);

@@ -37,7 +37,7 @@ class SemaphoreTest : public testing::Test {
         return units;
     }
 
-    // Wakes a waiter without giving it anything.
+    // Wakes a waiter without adding a unit.
     void wakeInVain() {
         g_mutex_lock(peer.mutex);
         g_cond_signal(peer.condition);
@@ -85,7 +85,7 @@ TEST_F(SemaphoreTest, TakeWaitsForAUnit) {
     EXPECT_EQ(peer.count, 0);
 }
 
-TEST_F(SemaphoreTest, TakeThatIsWokenInVainWaitsOn) {
+TEST_F(SemaphoreTest, TakeWaitsAgainAfterASpuriousWakeUp) {
     semaphore.Create(0);
     const auto taking = onThread([&] { semaphore.Take(); });
     wakeInVain();
@@ -97,7 +97,7 @@ TEST_F(SemaphoreTest, TakeThatIsWokenInVainWaitsOn) {
     EXPECT_EQ(peer.count, 0);
 }
 
-TEST_F(SemaphoreTest, ANegativeCountMustBeMadeUpForFirst) {
+TEST_F(SemaphoreTest, ANegativeCountNeedsThatManyUnitsFirst) {
     semaphore.Create(-1);
     semaphore.Give();
     EXPECT_EQ(semaphore.Try(0), 0);
@@ -137,7 +137,7 @@ TEST_F(SemaphoreTest, GiveLetsExactlyOneWaiterThrough) {
     EXPECT_TRUE(ends(other));
 }
 
-TEST_F(SemaphoreTest, TryTakesAUnitThatIsThereWithoutWaiting) {
+TEST_F(SemaphoreTest, TryTakesAnAvailableUnitWithoutWaiting) {
     semaphore.Create(1);
     glib.watch();
     EXPECT_EQ(semaphore.Try(1000), 1);
@@ -145,7 +145,7 @@ TEST_F(SemaphoreTest, TryTakesAUnitThatIsThereWithoutWaiting) {
     EXPECT_THAT(glib.clockReadings(), IsEmpty());
 }
 
-TEST_F(SemaphoreTest, TryWithoutTimeWaitsOnceForADeadlineThatIsPast) {
+TEST_F(SemaphoreTest, TryWithATimeoutOfZeroWaitsOnceForAPastDeadline) {
     semaphore.Create(0);
     glib.watch();
     EXPECT_EQ(semaphore.Try(0), 0);
@@ -174,19 +174,19 @@ TEST_F(SemaphoreTest, TryTakesAUnitThatIsGivenWhileItWaits) {
     EXPECT_EQ(peer.count, 0);
 }
 
-TEST_F(SemaphoreTest, EveryWakeUpInVainStartsAFullTimeoutAgain) {
+TEST_F(SemaphoreTest, ASpuriousWakeUpRestartsTheFullTimeout) {
     constexpr std::size_t wakeUps = 3;
     constexpr std::size_t deadlinesAndEnd = wakeUps + 2;
     semaphore.Create(0);
     std::vector<gint64> readings;
     gint64 end = 0;
     gint64 timeout = 100000;
-    // A machine that is too slow to wake it in time gets another try with more time.
+    // Repeated with more time if the machine was too slow to wake it in time.
     while (readings.size() < deadlinesAndEnd && timeout < waitLimit * G_TIME_SPAN_MILLISECOND) {
         timeout *= 2;
         glib.watch();
-        // The reading happens under the semaphore's mutex, so the wake-up comes once the wait
-        // began.
+        // The clock is read under the semaphore's mutex, so the wake-up follows the start of the
+        // wait.
         std::vector<std::future<void>> wakers;
         glib.onClockReading([&] {
             if (wakers.size() < wakeUps) {
@@ -202,7 +202,7 @@ TEST_F(SemaphoreTest, EveryWakeUpInVainStartsAFullTimeoutAgain) {
     EXPECT_GE(end - readings[wakeUps], timeout);
 }
 
-TEST_F(SemaphoreTest, TryWithoutLimitWaitsAsTakeDoes) {
+TEST_F(SemaphoreTest, TryWithoutLimitWaitsLikeTake) {
     semaphore.Create(0);
     glib.watch();
     auto trying = onThread([&] { return semaphore.Try(TKestrel_INFINITY); });
@@ -274,7 +274,7 @@ TEST_F(SemaphoreTest, TheDestructorReleasesNothing) {
         condition = peerOf(abandoned).condition;
     }
     EXPECT_THAT(platform.log(), IsEmpty());
-    // Both are still good, and are the test's to release.
+    // Both are still valid; the test releases them.
     g_mutex_lock(mutex);
     g_cond_signal(condition);
     g_mutex_unlock(mutex);

@@ -33,7 +33,7 @@ TEST_F(SignalDeliveryTest, ASignalReachesItsCallback) {
     EXPECT_THAT(delivery.buffer, IsEmpty());
 }
 
-TEST_F(SignalDeliveryTest, AnySenderObjectInterfaceAndFirstArgumentWillDo) {
+TEST_F(SignalDeliveryTest, AnySenderObjectInterfaceAndFirstArgumentAreAccepted) {
     subscribe();
     const FakeService other(bus, "another.service");
     emit(signalName, plainBody("{}"), "/", "test.One");
@@ -55,7 +55,7 @@ TEST_F(SignalDeliveryTest, ASignalOfAnotherMemberIsNotDelivered) {
     EXPECT_THAT(platform.log(), IsEmpty());
 }
 
-TEST_F(SignalDeliveryTest, EveryNameHasACallbackOfItsOwn) {
+TEST_F(SignalDeliveryTest, EverySignalNameHasItsOwnCallback) {
     subscribe();
     Deliveries others;
     ASSERT_EQ(endpoint.SubscribeSignal("other", note, &others), 1);
@@ -126,7 +126,7 @@ TEST_F(SignalDeliveryTest, WithoutACallbackTheSignalIsDropped) {
     EXPECT_THAT(deliveries, IsEmpty());
 }
 
-TEST_F(SignalDeliveryTest, EveryDeliveryHasAMessageOfItsOwn) {
+TEST_F(SignalDeliveryTest, EveryDeliveryHasItsOwnMessage) {
     subscribe();
     emit(signalName, bufferBody(R"({"a":1})", {1, 2}, 7, "auxiliary"));
     emit(signalName, g_variant_new("(i)", 3));

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: The source-api authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The function that the bus library calls for each signal, and exceptions out of a callback.
+// The function that GDBus calls for each signal, and exceptions thrown by a callback.
 #include <optional>
 #include <stdexcept>
 

@@ -27,10 +27,10 @@ thread_local int successesLeft = unlimited;
 // How many bytes this thread may still allocate.
 thread_local std::ptrdiff_t bytesLeft = PTRDIFF_MAX;
 
-// What was allocated and not deleted yet, by all threads.
+// The allocations of all threads that are not deleted yet.
 std::atomic<long> liveAllocations{0};
 
-// Set when it is deleted.
+// Set when the allocation is deleted.
 std::atomic<const void *> watchedAllocation{nullptr};
 std::atomic<bool> wasWatchedDeleted{false};
 
@@ -137,7 +137,7 @@ class SignalMemoryTest : public testing::Test {
         EndpointPeer::handleSignal("sender", "/path", "interface", signal, body.get(), &endpoint);
     }
 
-    // Handles the signal once for each of its allocations, which fails.
+    // Handles the signal once for each of its allocations, and lets that one fail.
     int handleWithEachFailure(const support::Variant &body) {
         int failures = 0;
         for (bool happened = true; happened; ++failures) {
@@ -149,7 +149,7 @@ class SignalMemoryTest : public testing::Test {
         return failures - 1;
     }
 
-    // Longer than what a string holds without an allocation.
+    // Too long for a string without an allocation.
     static constexpr const char *signal = "a_signal_with_a_long_name";
     SourceTCServer endpoint{"source_api", SourceTCServer::PROXY};
     EndpointPeer peer = peerOf(endpoint);
@@ -158,9 +158,9 @@ class SignalMemoryTest : public testing::Test {
                R"("data":{"result":5}})");
 };
 
-TEST_F(SignalMemoryTest, EachFailureIsALineAndFreesEverything) {
+TEST_F(SignalMemoryTest, EachAllocationFailureIsLoggedAndLeaksNothing) {
     subscribe([](const char *, const char *, SourceTCMessage *, void *) {});
-    // The pools have what they keep.
+    // Fills the pools of reusable objects.
     handle(small);
     const long before = liveAllocations;
     const int failures = handleWithEachFailure(small);
@@ -170,7 +170,7 @@ TEST_F(SignalMemoryTest, EachFailureIsALineAndFreesEverything) {
     EXPECT_EQ(liveAllocations, before);
 }
 
-TEST_F(SignalMemoryTest, EachFailureInTheClientIsALineAndTheNextSignalIsHandled) {
+TEST_F(SignalMemoryTest, EachFailureInTheClientIsLoggedAndTheNextSignalIsHandled) {
     g_setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/bus", TRUE);
     CSourceAPI::Get();
     subscribe(ClientPeer::signalCallback());
@@ -182,7 +182,7 @@ TEST_F(SignalMemoryTest, EachFailureInTheClientIsALineAndTheNextSignalIsHandled)
     EXPECT_EQ(ClientPeer::list()[0]["sourceType"].asInt(), 4);
 }
 
-TEST_F(SignalMemoryTest, ASignalOf30MegabytesThatNeedsTooMuchMemoryIsALine) {
+TEST_F(SignalMemoryTest, ASignalOf30MegabytesThatNeedsTooMuchMemoryIsLogged) {
     constexpr std::size_t megabyte = 1000 * 1000;
     subscribe([](const char *, const char *, SourceTCMessage *, void *) {});
     // 15 million numbers.
@@ -191,7 +191,7 @@ TEST_F(SignalMemoryTest, ASignalOf30MegabytesThatNeedsTooMuchMemoryIsALine) {
         text[digit] = '0';
     }
     const support::Variant body = bodyOf(R"({"return_data":[)" + text + "0]}");
-    // The pools have what they keep.
+    // Fills the pools of reusable objects.
     handle(small);
     const long before = liveAllocations;
     bytesLeft = 150 * megabyte;

@@ -39,7 +39,7 @@ class TransportLogTest : public TransportTest,
         endpoint.SubscribeSignal("source_api", callback, nullptr);
         FakePlatform::get().clearLog();
     }
-    // Hands a signal to the endpoint, as GLib does.
+    // Passes a signal to the endpoint, as GLib does.
     void handle(void *target, const char *interface = "interface", GVariant *floating = nullptr) {
         GVariant *const body = g_variant_ref_sink(floating != nullptr ? floating : plainBody("{}"));
         EndpointPeer::handleSignal(":1.7", "/path", interface, "source_api", body, target);

@@ -5,7 +5,7 @@
 
 #include "Platform.h"
 
-// The service is ready.
+// The readiness event is always set.
 int FerrelWaitEvent(const char *eventName, int timeout) {
     std::fprintf(stderr, "ferrel %s %d\n", eventName, timeout);
     return 0;

@@ -6,7 +6,7 @@
 
 #include "Platform.h"
 
-// A TV on which nobody has named a source yet.
+// The settings store of a TV without named sources.
 char *vconf_get_str(const char *key) {
     std::fprintf(stderr, "vconf %s\n", key);
     return strdup("[]");
