@@ -6,7 +6,7 @@ set(SOURCE_API_ZSH_FUNCTIONS ${CMAKE_INSTALL_DATADIR}/zsh/site-functions CACHE S
 set(SOURCE_API_NATIVE_BUILD "" CACHE PATH
     "When building for a TV or another machine: a build for this machine, to take the manual pages and completions from")
 
-# Programs write these files, and those of the target may not run here.
+# Generators write these files, and those built for another target may not run here.
 set(SOURCE_API_RUNS_HERE ON)
 if(CMAKE_CROSSCOMPILING OR SOURCE_API_PLATFORM STREQUAL "device")
     set(SOURCE_API_RUNS_HERE OFF)
@@ -17,8 +17,8 @@ if(SOURCE_API_BUILD_DOCS AND NOT SOURCE_API_RUNS_HERE AND NOT SOURCE_API_NATIVE_
         "programs of the target write them; SOURCE_API_NATIVE_BUILD may name a build for this machine")
 endif()
 
-# source_api_document_command(PROGRAM GENERATOR): has the manual page and the completions of a
-# program written by GENERATOR into the build folder's share/, and installs them.
+# source_api_document_command(PROGRAM GENERATOR): lets GENERATOR write the manual page and the
+# completions of a program into the build folder's share/, and installs them.
 function(source_api_document_command program generator)
     set(share ${PROJECT_BINARY_DIR}/share)
     if(NOT SOURCE_API_RUNS_HERE)

@@ -18,8 +18,8 @@ function(source_api_compile_quickly)
     endforeach()
 endfunction()
 
-# source_api_limit_glib(TARGET): a warning for whatever GLib 2.56, the oldest that the library is
-# for, does not have.
+# source_api_limit_glib(TARGET): warns of functions that are newer than GLib 2.56, the oldest
+# supported version.
 function(source_api_limit_glib target)
     target_compile_definitions(${target} PRIVATE
         GLIB_VERSION_MIN_REQUIRED=GLIB_VERSION_2_56 GLIB_VERSION_MAX_ALLOWED=GLIB_VERSION_2_56)

@@ -7,8 +7,8 @@ using System.Text;
 using System.Threading;
 using SourceApi;
 
-/// <summary>Prints the list of sources and then what changes in it, until it is interrupted or,
-/// with "--count N", until N changes were printed.</summary>
+/// <summary>Prints the list of sources and then its changes, until it is interrupted or, with
+/// "--count N", until N changes were printed.</summary>
 internal static class ListAndFollow
 {
     private static int Main(string[] arguments)
@@ -20,7 +20,7 @@ internal static class ListAndFollow
             Console.Error.WriteLine("usage: list-and-follow [--count N]");
             return 2;
         }
-        // Names are of any script, whatever the locale.
+        // Names may be in any script, so the output is UTF-8 in every locale.
         Console.OutputEncoding = new UTF8Encoding(false);
         try
         {

@@ -24,7 +24,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void ANullTextIsRefused()
+        public void ANullTextThrows()
         {
             foreach (TestDelegate call in CallsWith(null))
             {
@@ -34,7 +34,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void ANullCharacterIsRefused()
+        public void ANullCharacterThrows()
         {
             foreach (TestDelegate call in CallsWith("hdmi1\0x"))
             {
@@ -44,7 +44,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void HalfASurrogatePairIsRefused()
+        public void HalfASurrogatePairThrows()
         {
             foreach (TestDelegate call in CallsWith("\ud83d"))
             {
@@ -54,7 +54,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void ADisposedClientRefusesEverything()
+        public void EveryCallOfADisposedClientThrows()
         {
             client.Dispose();
             foreach (TestDelegate call in new TestDelegate[]

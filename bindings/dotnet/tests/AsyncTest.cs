@@ -53,7 +53,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void RequestsOfManyThreadsAllGetTheirAnswer()
+        public void RequestsOfManyThreadsAllReturn()
         {
             var tasks = new Task<string>[50];
             for (int index = 0; index < tasks.Length; ++index)

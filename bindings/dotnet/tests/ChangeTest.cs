@@ -54,7 +54,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void ARenamedSourceIsToldAsItWasAndIs()
+        public void ARenamedSourceIsReportedBeforeAndAfterTheChange()
         {
             client.GetSources();
             client.Subscribe(changes.Put);
@@ -66,7 +66,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void EveryChangeIsToldInOrder()
+        public void ChangesArriveInOrder()
         {
             client.GetSources();
             client.Subscribe(changes.Put);
@@ -91,7 +91,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void ASubscriptionHasTheListThatItsFirstChangeIsToldAgainst()
+        public void ASubscriptionHasTheListThatItsFirstChangeRefersTo()
         {
             client.GetSources();
             client.Subscribe(changes.Put);
@@ -105,7 +105,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void ACollectionLeavesASubscriptionThatNothingRefersTo()
+        public void AnUnreferencedSubscriptionIsNotCollected()
         {
             client.GetSources();
             SubscribeAndForget();
@@ -152,7 +152,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void AHandlerCanEndASubscriptionThatIsStillToBeCalled()
+        public void AHandlerCanEndASubscriptionThatIsCalledAfterIt()
         {
             client.GetSources();
             var ended = new Inbox<SourceListChange>();
@@ -166,7 +166,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void AHandlerCanReadTheListAndMakeRequestsAndSubscribe()
+        public void AHandlerCanReadTheListMakeRequestsAndSubscribe()
         {
             client.GetSources();
             var seen = new Inbox<int>();
@@ -192,7 +192,7 @@ namespace SourceApi.Tests
             using (var other = new SourceClient())
             {
                 client.Subscribe(ended.Put);
-                // Told after those before it.
+                // Arrives after the earlier changes.
                 other.Subscribe(changes.Put);
                 client.Dispose();
                 client.Dispose();
@@ -203,7 +203,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void WhatAHandlerThrowsIsToldAndNothingElseHappens()
+        public void AnExceptionOfAHandlerIsReportedOnly()
         {
             client.GetSources();
             var failures = new Inbox<Exception>();
@@ -218,7 +218,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void WhatNobodyCatchesDoesNotEndTheProcess()
+        public void AnUncaughtExceptionDoesNotEndTheProcess()
         {
             client.GetSources();
             client.Subscribe(change => { throw new TimeoutException(); });
@@ -232,7 +232,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void WhatAHandlerThrowsAfterItAwaitedDoesNotEndTheProcess()
+        public void AnExceptionAfterAnAwaitDoesNotEndTheProcess()
         {
             client.GetSources();
             client.Subscribe(async change =>

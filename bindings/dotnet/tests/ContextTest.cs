@@ -44,7 +44,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void AClientThatWasAwaitedKeepsTheContextOfItsMaking()
+        public void AnAwaitedClientKeepsTheContextOfItsCreation()
         {
             var context = new QueueContext();
             SynchronizationContext before = SynchronizationContext.Current;
@@ -58,7 +58,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void HandlersRunOnOneThreadOfTheBindingOtherwise()
+        public void HandlersRunOnTheBindingsThreadByDefault()
         {
             using (var client = new SourceClient(null))
             {
@@ -76,7 +76,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void AHandlerThatAwaitsGoesOnOnTheSameThread()
+        public void AHandlerContinuesOnTheSameThreadAfterAnAwait()
         {
             using (var client = new SourceClient(null))
             {
@@ -117,7 +117,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void AnotherEventLoopIsRefused()
+        public void ASecondChoiceOfTheEventLoopThrows()
         {
             using (new SourceClient(null, EventLoop.Own))
             {
@@ -138,7 +138,7 @@ namespace SourceApi.Tests
 
         private static void IterateUntil(Func<bool> isDone)
         {
-            // Wakes the loop at the limit, so that it ends in a failure instead of a wait.
+            // Wakes the loop at the limit, so that the test fails instead of waiting forever.
             GLib.SourceFunction wake = data => 1;
             uint timer = g_timeout_add(Limit.Milliseconds, wake, IntPtr.Zero);
             DateTime end = DateTime.UtcNow.AddMilliseconds(Limit.Milliseconds);

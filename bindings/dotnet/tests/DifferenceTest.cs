@@ -14,7 +14,7 @@ namespace SourceApi.Tests
         private static readonly Source boxRenamed = Named("hdmi1", 3, 0, "Kasten");
 
         [Test]
-        public void SaysWhatWasAddedRemovedAndChanged()
+        public void ListsAddedRemovedAndChangedSources()
         {
             SourceListChange change = Between(Sources(antenna, box),
                 Sources(boxRenamed, Named("usb", 8, 0, "Disk")));
@@ -28,13 +28,13 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void TheOrderIsNoChange()
+        public void TheOrderIsIrrelevant()
         {
             Assert.That(Between(Sources(antenna, box), Sources(box, antenna)).IsEmpty);
         }
 
         [Test]
-        public void AKeyOutweighsTypeAndIndex()
+        public void SourcesAreMatchedByKey()
         {
             SourceListChange change = Between(Sources(box), Sources(Named("hdmi1", 4, 2, "Box")));
             Assert.That(change.Added, Is.Empty);
@@ -42,7 +42,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void WithoutAKeyTypeAndIndexAreTheIdentity()
+        public void SourcesWithoutAKeyAreMatchedByTypeAndIndex()
         {
             SourceListChange change = Between(
                 Sources(Named("", 3, 0, "A"), Named("", 3, 1, "B")),
@@ -53,7 +53,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void SeveralWithOneIdentityAreToldApartByTheirOrder()
+        public void SeveralWithOneIdentityAreMatchedByTheirOrder()
         {
             SourceListChange change = Between(Sources(box, boxRenamed), Sources(box));
             Assert.That(change.Changed, Is.Empty);

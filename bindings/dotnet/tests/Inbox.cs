@@ -7,7 +7,7 @@ using NUnit.Framework;
 
 namespace SourceApi.Tests
 {
-    /// <summary>What has arrived, from any thread.</summary>
+    /// <summary>A queue that any thread may fill.</summary>
     internal sealed class Inbox<T>
     {
         private readonly BlockingCollection<T> items = new BlockingCollection<T>();

@@ -6,7 +6,7 @@ using NUnit.Framework;
 
 namespace SourceApi.Tests
 {
-    /// <summary>No wait of a test is longer; a slow machine needs no more.</summary>
+    /// <summary>The limit of every wait, long enough for a slow machine.</summary>
     internal static class Limit
     {
         internal const int Milliseconds = 30000;

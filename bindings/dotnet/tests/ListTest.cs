@@ -11,7 +11,7 @@ namespace SourceApi.Tests
     public class ListTest
     {
         [Test]
-        public void EachSourceHasAllThatTheServiceTells()
+        public void EachSourceHasAllMembers()
         {
             using (var client = new SourceClient())
             {
@@ -40,7 +40,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void TheNameIsTheDetectedOneWhereTheUserGaveNone()
+        public void TheNameIsTheUsersOrTheDetectedOne()
         {
             using (var client = new SourceClient())
             {

@@ -12,12 +12,11 @@ namespace SourceApi.Tests
     {
         private const int rounds = 2000;
 
-        // A text or an error that is not released costs 32 bytes a call at least, a text of the
-        // list 2,000.
+        // An unreleased text or error leaks at least 32 bytes per call, an unreleased list 2,000.
         private const long mostGrowth = rounds * 32 / 2;
 
         [Test]
-        public void TenThousandCallsLeaveNothingBehind()
+        public void TenThousandCallsLeakNothing()
         {
             using (var client = new SourceClient())
             {
@@ -27,7 +26,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void ExceptionsLeaveNothingBehind()
+        public void ExceptionsLeakNothing()
         {
             using (var client = new SourceClient())
             {
@@ -36,14 +35,14 @@ namespace SourceApi.Tests
                 client.Subscribe(changes.Put);
                 Assert.That(client.SetName(3, "Bär", 0), Is.True);
                 changes.Take();
-                // Changes nothing and is not announced, but has the next query read the names.
+                // Changes nothing and is not announced, but makes the next query read the names.
                 Assert.That(client.SetName(3, "Bär", 0), Is.True);
                 Tv.WriteNames("[{\"SourceType\":\"three\"}]");
                 ExpectNoGrowth(() => Assert.Throws<SourceApiException>(() => client.GetName(3, 0)));
             }
         }
 
-        // What leaks grows every time; what the runtime makes once does not.
+        // A leak grows in every round; what the runtime allocates once does not.
         private static void ExpectNoGrowth(Action round)
         {
             Repeat(round, rounds);
@@ -86,7 +85,7 @@ namespace SourceApi.Tests
             return (long)mallinfo2().InUse.ToUInt64();
         }
 
-        // What the C library has handed out and not got back, in all its arenas.
+        // The bytes allocated by the C library and not freed, in all arenas.
         [StructLayout(LayoutKind.Sequential)]
         private struct MallocInfo
         {

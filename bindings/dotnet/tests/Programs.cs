@@ -16,7 +16,7 @@ namespace SourceApi.Tests
         private const int sigcont = 18;
         private const int sigstop = 19;
 
-        /// <summary>Lets a program run to its end and hands out what it printed.</summary>
+        /// <summary>Runs a program and returns its output.</summary>
         internal static string Run(string program, params string[] arguments)
         {
             using (Process process = Start(program, arguments))

@@ -24,7 +24,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void ANameThatWasSetIsRead()
+        public void ANameIsSetAndRead()
         {
             Assert.That(client.SetName(4, "Konsole", 0), Is.True);
             Assert.That(client.GetName(4, 0), Is.EqualTo("Konsole"));
@@ -32,14 +32,14 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void AnEmptyNameUncoversTheDetectedOne()
+        public void AnEmptyNameRemovesTheUsersName()
         {
             Assert.That(client.SetName(3, "", 0), Is.True);
             Assert.That(client.GetName(3, 0), Is.EqualTo("Set-top box"));
         }
 
         [Test]
-        public void NamesOfAnyScriptComeBackAsTheyWere()
+        public void NamesOfAnyScriptAreReadUnchanged()
         {
             const string name = "Bär ßÄÖÜ – テレビ – \U0001F4FA 100% +%41 \"\\/\t";
             var changes = new Inbox<SourceListChange>();
@@ -54,7 +54,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void ADeviceTypeThatWasSetIsRead()
+        public void ADeviceTypeIsSetAndRead()
         {
             Assert.That(client.GetDeviceType(3, 0), Is.EqualTo(1));
             Assert.That(client.SetDeviceType(3, 2147483648, 0), Is.True);
@@ -128,7 +128,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void ThereIsNoUsbDataOfWhatIsNoUsbDevice()
+        public void UsbDataOfAnotherSourceIsNull()
         {
             Assert.That(client.GetUsbData("hdmi1"), Is.Null);
             Assert.That(client.GetUsbData("no-such-key"), Is.Null);
@@ -141,7 +141,7 @@ namespace SourceApi.Tests
             Assert.That(client.GetOnScreenText(99), Is.EqualTo("----"));
         }
 
-        // The line that the emulated TV marks.
+        // The line of the selected source.
         private static string Selected()
         {
             return Tv.Do("list").Split('\n').Single(line => line.StartsWith("*"));

@@ -30,7 +30,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void TheSampleRefusesWhatItDoesNotKnow()
+        public void TheSampleRejectsUnknownArguments()
         {
             using (Process sample = Start("--count", "none"))
             {

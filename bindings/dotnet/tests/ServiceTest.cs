@@ -40,7 +40,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void ABusThatComesLaterIsTakenAndItsChangesAreTold()
+        public void ABusThatStartsLaterIsUsedAndItsChangesArrive()
         {
             using (var client = new SourceClient())
             {
@@ -59,7 +59,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void AListThatANameQueryLoadedIsToldByItsFirstReading()
+        public void AListLoadedByANameQueryIsAnnouncedByItsFirstRead()
         {
             using (new Bus())
             using (var client = new SourceClient())
@@ -67,7 +67,7 @@ namespace SourceApi.Tests
             {
                 var changes = new Inbox<SourceListChange>();
                 client.Subscribe(changes.Put);
-                // The names could not be read without the service; now the list comes with them.
+                // The names could not be read without the service; now they are read with the list.
                 Assert.That(client.GetName(3, 0), Is.EqualTo("Wohnzimmer Bär"));
                 Assert.That(client.GetSources().Count, Is.EqualTo(7));
                 Assert.That(changes.Take().Added.Count, Is.EqualTo(7));
@@ -75,7 +75,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void AServiceThatWasRestartedAnswersAndTells()
+        public void ARestartedServiceIsUsed()
         {
             using (new Bus())
             using (var client = new SourceClient())
@@ -98,7 +98,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void CancellingStopsTheWaitingAndNotTheRequest()
+        public void CancellingStopsTheWaitButNotTheRequest()
         {
             using (new Bus())
             using (var service = new Service())
@@ -121,7 +121,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void WrongTypesInTheSettingsAreAnExceptionUntilTheyAreRight()
+        public void WrongTypesInTheSettingsThrowUntilTheyAreCorrect()
         {
             using (new Bus())
             using (new Service())
@@ -149,7 +149,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void SettingsThatBecomeWrongAreAnExceptionOfAQuery()
+        public void WrongTypesThatAppearLaterMakeAQueryThrow()
         {
             using (new Bus())
             using (new Service())
@@ -160,7 +160,7 @@ namespace SourceApi.Tests
                 client.Subscribe(changes.Put);
                 Assert.That(client.SetName(3, "Bär", 0), Is.True);
                 changes.Take();
-                // Changes nothing and is not announced, but has the next query read the names.
+                // Changes nothing and is not announced, but makes the next query read the names.
                 Assert.That(client.SetName(3, "Bär", 0), Is.True);
                 Tv.WriteNames("[{\"SourceType\":\"three\"}]");
                 Assert.Throws<SourceApiException>(() => client.GetName(3, 0));

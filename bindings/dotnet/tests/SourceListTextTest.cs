@@ -17,7 +17,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void WhatAnElementLacksIsEmpty()
+        public void MissingMembersAreEmpty()
         {
             foreach (string element in new[] { "{}", "{\"editName\":null,\"powerState\":null}" })
             {
@@ -27,7 +27,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void NumbersAndTruthValuesBecomeOneAnother()
+        public void NumbersAndBooleansAreConvertedToEachOther()
         {
             Source source = SourceListText.Parse("[{\"sourceType\":3.0,\"connectionState\":1,"
                 + "\"powerState\":true,\"uniqueKey\":7}]").Single();
@@ -35,7 +35,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void EscapesOfJsonAreUndone()
+        public void JsonEscapesAreDecoded()
         {
             Source source = SourceListText.Parse(
                 "[{\"uniqueKey\":\"\\ud83d\\udcfa\\u00e4\\u0001\\\\\\\"\"}]").Single();
@@ -43,7 +43,7 @@ namespace SourceApi.Tests
         }
 
         [Test]
-        public void NamesAloneArePercentDecoded()
+        public void OnlyNamesArePercentDecoded()
         {
             Source source = SourceListText.Parse("[{\"editName\":\"B%c3%a4r\","
                 + "\"detectedName\":\"HDMI%201\",\"iconPath\":\"%20\",\"uniqueKey\":\"%41\"}]")
@@ -64,7 +64,7 @@ namespace SourceApi.Tests
         [TestCase("% 4A", "\u0004A")]
         [TestCase("%+4A", "\u0004A")]
         [TestCase("%c3%-4", "\ufffd\ufffd")]
-        public void EscapesMeanWhatTheyMeanToTheLibrary(string encoded, string decoded)
+        public void PercentEscapesAreDecodedAsByTheLibrary(string encoded, string decoded)
         {
             Assert.That(PercentCode.Decode(encoded), Is.EqualTo(decoded));
         }

@@ -10,7 +10,7 @@ namespace SourceApi.Tests
     /// <summary>The emulated TV that the test's environment names.</summary>
     internal static class Tv
     {
-        /// <summary>Something happens at the TV itself.</summary>
+        /// <summary>Events at the TV itself.</summary>
         internal static string Do(params string[] command)
         {
             return Programs.Run("tv-emulator", command);
@@ -21,7 +21,7 @@ namespace SourceApi.Tests
             Do("plug", key, "--name", key);
         }
 
-        /// <summary>What the platform's settings store says of the sources' names.</summary>
+        /// <summary>The names document in the platform's settings store.</summary>
         internal static void WriteNames(string document)
         {
             string folder = Path.Combine(Root, "settings");
@@ -66,7 +66,7 @@ namespace SourceApi.Tests
             Programs.Run("gdbus", "wait", "--system", "--timeout", "30", "source_service.message");
         }
 
-        /// <summary>Leaves requests without an answer.</summary>
+        /// <summary>Leaves requests without a reply.</summary>
         internal void Freeze()
         {
             Programs.Freeze(process);

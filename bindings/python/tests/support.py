@@ -1,7 +1,7 @@
 # SPDX-FileCopyrightText: The source-api authors
 # SPDX-License-Identifier: Apache-2.0
 
-"""What the tests stand on: an emulated TV, or a bus and a service of which each may go."""
+"""Fixtures: an emulated TV, or a bus and a service that a test can stop."""
 
 from __future__ import annotations
 
@@ -16,14 +16,14 @@ import unittest
 from pathlib import Path
 from typing import Optional
 
-#: How long, in seconds, something may take on a slow machine that has other work too.
+#: The limit of every wait, in seconds, long enough for a busy and slow machine.
 LIMIT = 30
 
 SETTINGS_FILE = Path("settings/db%2Fsource-list%2Fsource-name")
 
 
 class EmulatedTv:
-    """A TV of its own for the test, in this process's environment from now on."""
+    """An emulated TV, which the environment of this process names while it runs."""
 
     def __init__(self) -> None:
         where = 'echo "$DBUS_SYSTEM_BUS_ADDRESS"; echo "$SOURCE_TV_ROOT"; exec cat'
@@ -48,7 +48,8 @@ class EmulatedTv:
 
 
 class TestOnTv(unittest.TestCase):
-    """Each test runs in a process of its own, as the library is one client per process."""
+    """The fixture of tests on an emulated TV. Each runs in its own process, as the library has one
+    client per process."""
 
     def setUp(self) -> None:
         self.tv = EmulatedTv()
@@ -68,7 +69,7 @@ _BUS = """<busconfig>
 
 
 class Bus:
-    """A system bus that can go, with a source service that can, too."""
+    """A system bus and a source service, each of which can be started and stopped."""
 
     def __init__(self) -> None:
         self._folder = tempfile.TemporaryDirectory()
@@ -94,7 +95,7 @@ class Bus:
         self._daemon = None
 
     def start_service(self) -> None:
-        # There is no waiting for what happens in a folder that is not there.
+        # The readiness event can only be waited for in an existing folder.
         Path(os.environ["SOURCE_TV_ROOT"]).mkdir(exist_ok=True)
         self._service = subprocess.Popen(["tv-emulator", "serve"], text=True)
         platform = ctypes.CDLL("libsource-platform-host.so.1")
@@ -137,7 +138,7 @@ class TestOnBus(unittest.TestCase):
 
 
 class Reported:
-    """What sys.unraisablehook was told of."""
+    """The exceptions that sys.unraisablehook has received."""
 
     def __init__(self, test: unittest.TestCase) -> None:
         self.errors: list[Optional[BaseException]] = []

@@ -11,7 +11,7 @@ from .support import TestOnTv
 
 
 class Arguments(TestOnTv):
-    """What cannot be handed to the library is refused before the library is called."""
+    """Invalid arguments raise an error before the library is called."""
 
     def setUp(self) -> None:
         super().setUp()
@@ -49,7 +49,7 @@ class Arguments(TestOnTv):
             lambda number: self.client.set_detected_name_and_device_type(3, "x", number),
         ]
 
-    def test_what_is_no_text_is_a_type_error(self) -> None:
+    def test_another_type_than_str_is_a_type_error(self) -> None:
         for call in self.text_calls():
             for value in (None, b"x", 1):
                 with self.assertRaises(TypeError):
@@ -60,18 +60,18 @@ class Arguments(TestOnTv):
             with self.assertRaises(ValueError):
                 call("a\0b")
 
-    def test_a_text_that_has_no_utf8_is_a_value_error(self) -> None:
+    def test_a_text_without_utf8_form_is_a_value_error(self) -> None:
         for call in self.text_calls():
             with self.assertRaises(ValueError):
                 call("\ud800")
 
-    def test_what_is_no_whole_number_is_a_type_error(self) -> None:
+    def test_another_type_than_int_is_a_type_error(self) -> None:
         for call in self.int_calls() + self.unsigned_calls():
             for value in (None, "3", 3.0):
                 with self.assertRaises(TypeError):
                     call(value)
 
-    def test_a_number_that_does_not_fit_is_an_overflow_error(self) -> None:
+    def test_a_number_out_of_range_is_an_overflow_error(self) -> None:
         for call in self.int_calls():
             for value in (2**31, -(2**31) - 1, 2**32 + 3):
                 with self.assertRaises(OverflowError):
@@ -81,7 +81,7 @@ class Arguments(TestOnTv):
                 with self.assertRaises(OverflowError):
                     call(value)
 
-    def test_the_ends_of_the_range_fit(self) -> None:
+    def test_the_limits_of_the_range_are_accepted(self) -> None:
         for call in self.int_calls():
             for value in (2**31 - 1, -(2**31)):
                 call(value)

@@ -40,7 +40,7 @@ class AsyncClientOnTv(unittest.IsolatedAsyncioTestCase):
             self.assertTrue(await client.connect_with_unique_key(8, "usb-disk"))
             self.assertEqual(await client.osd_text(3), "HDMI 1")
 
-    async def test_a_refusal_and_a_wrong_argument_are_as_without_asyncio(self) -> None:
+    async def test_refusals_and_wrong_arguments_behave_as_without_asyncio(self) -> None:
         async with AsyncClient() as client:
             self.assertFalse(await client.connect(99))
             with self.assertRaises(OverflowError):
@@ -48,7 +48,7 @@ class AsyncClientOnTv(unittest.IsolatedAsyncioTestCase):
             with self.assertRaises(TypeError):
                 await client.set_edit_name(3, None)  # type: ignore[arg-type]
 
-    async def test_changes_begin_with_the_list_and_go_on_with_what_comes(self) -> None:
+    async def test_changes_begin_with_the_list_and_then_follow_it(self) -> None:
         async with AsyncClient() as client, client.changes() as changes:
             self.assertEqual(changes.sources, await client.sources())
             await self.happens("plug", "usb-stick")
@@ -58,7 +58,7 @@ class AsyncClientOnTv(unittest.IsolatedAsyncioTestCase):
     async def test_changes_can_be_iterated_over_without_being_opened(self) -> None:
         async with AsyncClient() as client:
             task = asyncio.create_task(self.first_of(client))
-            # The iteration has begun when the hub knows of it and the list has been read.
+            # The iteration has begun when it is registered in the hub and the list was read.
             async with asyncio.timeout(LIMIT):
                 while not hub._followers or hub._followers[0]._sources is None:
                     await client.osd_text(3)
@@ -70,7 +70,7 @@ class AsyncClientOnTv(unittest.IsolatedAsyncioTestCase):
             return change
         raise AssertionError("the iteration ended")
 
-    async def test_every_subscriber_hears_of_every_change(self) -> None:
+    async def test_every_subscriber_receives_every_change(self) -> None:
         async with AsyncClient() as client:
             async with client.changes() as first, client.changes() as second:
                 for state in ("off", "on"):
@@ -89,14 +89,14 @@ class AsyncClientOnTv(unittest.IsolatedAsyncioTestCase):
             await self.happens("plug", "usb-stick")
             self.assertEqual((await next_of(changes)).result, 1)
 
-    async def test_a_wait_that_is_too_long_times_out_and_can_be_repeated(self) -> None:
+    async def test_a_wait_that_timed_out_can_be_repeated(self) -> None:
         async with AsyncClient() as client, client.changes() as changes:
             with self.assertRaises(TimeoutError):
                 await asyncio.wait_for(anext(changes), 0.01)
             await self.happens("plug", "usb-stick")
             self.assertEqual((await next_of(changes)).result, 1)
 
-    async def test_a_cancelled_task_leaves_nothing_that_follows(self) -> None:
+    async def test_a_cancelled_task_leaves_no_subscription(self) -> None:
         begun = asyncio.Event()
 
         async def follow() -> None:
@@ -113,7 +113,7 @@ class AsyncClientOnTv(unittest.IsolatedAsyncioTestCase):
             await task
         self.assertEqual(hub._followers, [])
 
-    async def test_changes_that_nobody_keeps_do_not_follow_on(self) -> None:
+    async def test_unreferenced_changes_are_unsubscribed(self) -> None:
         async with AsyncClient() as client:
             changes = client.changes()
             # Not wait_for(): its TimeoutError refers to the frames of the cancelled wait.
@@ -150,13 +150,13 @@ class AsyncClientOnTv(unittest.IsolatedAsyncioTestCase):
             with self.assertRaises(SourceApiError):
                 await client.sources()
 
-    async def test_a_client_that_is_not_opened_says_so(self) -> None:
+    async def test_a_client_that_was_not_opened_raises_an_error(self) -> None:
         with self.assertRaises(SourceApiError):
             await AsyncClient().sources()
 
 
 class OneLoopAfterAnother(unittest.TestCase):
-    def test_a_second_loop_of_the_process_hears_of_changes(self) -> None:
+    def test_a_second_loop_of_the_process_receives_changes(self) -> None:
         tv = EmulatedTv()
         self.addCleanup(tv.end)
 
@@ -168,7 +168,7 @@ class OneLoopAfterAnother(unittest.TestCase):
         states = [asyncio.run(hear(state)).changed[0].new.power_state for state in ("off", "on")]
         self.assertEqual(states, [0, 1])
 
-    def test_changes_that_outlive_their_loop_disturb_nobody(self) -> None:
+    def test_changes_that_outlive_their_loop_are_harmless(self) -> None:
         tv = EmulatedTv()
         self.addCleanup(tv.end)
 
@@ -193,7 +193,7 @@ class AsyncClientOnBus(unittest.IsolatedAsyncioTestCase):
         self.addCleanup(self.bus.end)
         self.bus.start()
 
-    async def test_a_service_that_does_not_answer_leaves_the_loop_running(self) -> None:
+    async def test_a_service_that_does_not_reply_does_not_block_the_loop(self) -> None:
         self.bus.start_service()
         async with AsyncClient() as client:
             await client.sources()
@@ -206,7 +206,7 @@ class AsyncClientOnBus(unittest.IsolatedAsyncioTestCase):
             self.bus.thaw_service()
             self.assertTrue(await asyncio.wait_for(answer, LIMIT))
 
-    async def test_a_call_can_be_left_to_its_timeout(self) -> None:
+    async def test_an_awaited_call_can_time_out(self) -> None:
         self.bus.start_service()
         async with AsyncClient() as client:
             await client.sources()
@@ -216,7 +216,7 @@ class AsyncClientOnBus(unittest.IsolatedAsyncioTestCase):
             self.bus.thaw_service()
             self.assertTrue(await client.connect(3))
 
-    async def test_the_loss_of_the_bus_is_raised_to_who_waits(self) -> None:
+    async def test_the_loss_of_the_bus_is_raised_in_every_wait(self) -> None:
         self.bus.start_service()
         async with AsyncClient() as client, client.changes() as changes:
             await asyncio.to_thread(self.bus.stop)

@@ -18,13 +18,13 @@ A, B, C = source("a"), source("b"), source("c")
 
 
 class ChangeBetweenTwoLists(unittest.TestCase):
-    def test_it_tells_what_came_and_what_went_in_the_order_of_the_lists(self) -> None:
+    def test_it_has_added_and_removed_sources_in_the_order_of_the_lists(self) -> None:
         change = change_between((A, B), (source("z"), B, C), result=1)
         self.assertEqual(change.added, (source("z"), C))
         self.assertEqual(change.removed, (A,))
         self.assertEqual(change.changed, ())
 
-    def test_what_went_is_in_the_order_of_the_old_list(self) -> None:
+    def test_removed_sources_are_in_the_order_of_the_old_list(self) -> None:
         first, second = source("k", name="1"), source("k", name="2")
         change = change_between((A, first, B, second, C), (B, first), result=2)
         self.assertEqual(change.removed, (A, second, C))
@@ -34,7 +34,7 @@ class ChangeBetweenTwoLists(unittest.TestCase):
         self.assertEqual(change.result, 7)
         self.assertEqual(change.sources, (B,))
 
-    def test_a_source_with_the_same_key_is_changed_in_any_member(self) -> None:
+    def test_sources_are_matched_by_key(self) -> None:
         for old in (
             replace(A, source_type=9),
             replace(A, edit_name="x"),
@@ -49,7 +49,7 @@ class ChangeBetweenTwoLists(unittest.TestCase):
             self.assertEqual(change.changed, (Changed(old, A),))
             self.assertEqual((change.added, change.removed), ((), ()))
 
-    def test_sources_without_a_key_are_told_apart_by_type_and_index(self) -> None:
+    def test_sources_without_a_key_are_matched_by_type_and_index(self) -> None:
         before = (source("", index=0), source("", index=1))
         after = (source("", index=1, name="x"), source("", index=2))
         change = change_between(before, after, result=0)
@@ -57,7 +57,7 @@ class ChangeBetweenTwoLists(unittest.TestCase):
         self.assertEqual(change.removed, (before[0],))
         self.assertEqual(change.added, (after[1],))
 
-    def test_several_with_one_identity_are_told_apart_by_their_order(self) -> None:
+    def test_several_with_one_identity_are_matched_by_their_order(self) -> None:
         first, second, third = (source("k", name=name) for name in "123")
         change = change_between((first, second, third), (first,), result=2)
         self.assertEqual(change.removed, (second, third))

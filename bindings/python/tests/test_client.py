@@ -45,21 +45,21 @@ class ClientFunctions(TestOnTv):
             ),
         )
 
-    def test_usb_data_is_the_whole_answer(self) -> None:
+    def test_usb_data_is_the_whole_reply(self) -> None:
         data = self.client.usb_data("usb-camera")
         assert data is not None
         self.assertEqual(data["deviceName"], "Björn's Kamera")
         self.assertIs(data["isPTP"], True)
         self.assertEqual(data["deviceBusNumber"], "001")
 
-    def test_usb_data_of_what_is_no_usb_device_is_none(self) -> None:
+    def test_usb_data_of_another_source_is_none(self) -> None:
         self.assertIsNone(self.client.usb_data("hdmi1"))
 
-    def test_the_name_is_the_users_else_the_detected_one(self) -> None:
+    def test_the_name_is_the_users_or_the_detected_one(self) -> None:
         self.assertEqual(self.client.edit_name(3), "Wohnzimmer Bär")
         self.assertEqual(self.client.edit_name(8, 1), "Björn's Kamera")
 
-    def test_the_name_of_no_source_is_none(self) -> None:
+    def test_the_name_of_an_unknown_source_is_none(self) -> None:
         self.assertIsNone(self.client.edit_name(99))
         self.assertIsNone(self.client.edit_name(3, 7))
 
@@ -68,22 +68,22 @@ class ClientFunctions(TestOnTv):
         self.assertEqual(self.client.device_type(8, 1), 5)
         self.assertEqual(self.client.device_type(99), 0)
 
-    def test_a_name_that_is_set_is_read_in_the_same_characters(self) -> None:
+    def test_a_name_is_set_and_read_unchanged(self) -> None:
         self.assertTrue(self.client.set_edit_name(8, TEXT, 1))
         self.assertEqual(self.client.edit_name(8, 1), TEXT)
 
-    def test_an_empty_name_takes_the_users_name_back(self) -> None:
+    def test_an_empty_name_removes_the_users_name(self) -> None:
         self.assertTrue(self.client.set_edit_name(3, ""))
         self.assertEqual(self.client.edit_name(3), "Set-top box")
 
-    def test_a_changed_name_is_in_the_list_in_the_same_characters(self) -> None:
+    def test_a_changed_name_is_in_the_list_unchanged(self) -> None:
         with self.client.changes() as changes:
             self.assertTrue(self.client.set_edit_name(3, TEXT))
             (changed,) = changes.get(timeout=30).changed
         self.assertEqual(changed.new.edit_name, TEXT)
         self.assertEqual(self.source("hdmi1").edit_name, TEXT)
 
-    def test_a_device_type_that_is_set_is_read(self) -> None:
+    def test_a_device_type_is_set_and_read(self) -> None:
         for device_type in (3, 2**32 - 1):
             self.assertTrue(self.client.set_device_type(4, device_type))
             self.assertEqual(self.client.device_type(4), device_type)
@@ -108,14 +108,14 @@ class ClientFunctions(TestOnTv):
         self.assertEqual(self.client.osd_text(4), "HDMI 2")
         self.assertEqual(self.client.osd_text(99), "----")
 
-    def test_what_the_service_refuses_is_false(self) -> None:
+    def test_a_refused_request_returns_false(self) -> None:
         self.assertIs(self.client.connect(99), False)
         self.assertIs(self.client.connect_with_unique_key(3, "usb-camera"), False)
         self.assertIs(self.client.set_edit_name(99, "x"), False)
         self.assertIs(self.client.set_device_type(99, 1), False)
         self.assertIs(self.client.set_detected_name_and_device_type(99, "x", 1), False)
 
-    def test_a_closed_client_refuses_everything(self) -> None:
+    def test_a_closed_client_raises_errors(self) -> None:
         self.client.close()
         calls: list[Callable[[], object]] = [
             self.client.sources,

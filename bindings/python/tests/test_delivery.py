@@ -16,7 +16,7 @@ glib = ctypes.CDLL("libglib-2.0.so.0")
 
 
 class DeliveryByTheApplication(TestOnTv):
-    def test_handlers_run_where_the_application_iterates_and_only_then(self) -> None:
+    def test_handlers_run_only_while_the_application_iterates(self) -> None:
         heard: list[tuple[Change, threading.Thread]] = []
         with Client(delivery=Delivery.APPLICATION) as client:
             client.subscribe(lambda change: heard.append((change, threading.current_thread())))
@@ -33,7 +33,7 @@ class DeliveryByTheApplication(TestOnTv):
             client.sources()
             self.assertEqual(threading.enumerate(), [threading.main_thread()])
 
-    def test_a_context_of_the_applications_own_is_taken(self) -> None:
+    def test_the_applications_own_context_is_used(self) -> None:
         glib.g_main_context_new.restype = ctypes.c_void_p
         context = ctypes.c_void_p(glib.g_main_context_new())
         glib.g_main_context_push_thread_default(context)
@@ -44,13 +44,13 @@ class DeliveryByTheApplication(TestOnTv):
             while not heard:
                 glib.g_main_context_iteration(context, True)
 
-    def test_later_clients_need_not_say_so_again(self) -> None:
+    def test_later_clients_use_the_same_delivery_by_default(self) -> None:
         with Client(delivery=Delivery.APPLICATION), Client(), Client(delivery=Delivery.APPLICATION):
             self.assertEqual(threading.active_count(), 1)
 
 
 class DeliveryByAThread(TestOnTv):
-    def test_it_is_what_a_client_has_who_says_nothing(self) -> None:
+    def test_it_is_the_default(self) -> None:
         with Client():
             self.assertIn("source-api", [thread.name for thread in threading.enumerate()])
 
@@ -58,7 +58,7 @@ class DeliveryByAThread(TestOnTv):
         with Client(), Client(delivery=Delivery.THREAD), Client():
             self.assertEqual(threading.active_count(), 2)
 
-    def test_clients_that_are_made_at_once_share_one_thread(self) -> None:
+    def test_clients_made_at_the_same_time_share_one_thread(self) -> None:
         makers = [threading.Thread(target=Client) for _ in range(8)]
         for maker in makers:
             maker.start()
@@ -66,7 +66,7 @@ class DeliveryByAThread(TestOnTv):
             maker.join(LIMIT)
         self.assertEqual(threading.active_count(), 2)
 
-    def test_a_first_client_that_is_interrupted_leaves_it_to_the_next(self) -> None:
+    def test_the_next_client_starts_the_thread_if_the_first_was_interrupted(self) -> None:
         bus_is_there = threading.Event()
         open_bus = _glib._bus_get
 

@@ -36,7 +36,7 @@ class ServiceFaults(TestOnBus):
             with self.assertRaises(ListUnavailableError):
                 client.sources()
 
-    def test_a_list_that_cannot_be_had_is_followed_from_an_empty_one(self) -> None:
+    def test_changes_begin_with_an_empty_list_without_a_service(self) -> None:
         with Client() as client, client.changes() as changes:
             self.assertEqual(changes.sources, ())
             self.bus.start_service()
@@ -44,13 +44,13 @@ class ServiceFaults(TestOnBus):
             change = changes.get(LIMIT)
             self.assertEqual((change.result, len(change.added)), (0, 7))
 
-    def test_a_service_that_comes_later_is_heard(self) -> None:
+    def test_signals_of_a_service_that_starts_later_arrive(self) -> None:
         with Client() as client, client.changes() as changes:
             self.bus.start_service()
             self.bus.happens("plug", "usb-stick")
             self.assertEqual(changes.get(LIMIT).result, 1)
 
-    def test_a_service_that_was_started_again_answers_and_is_heard(self) -> None:
+    def test_a_restarted_service_is_used(self) -> None:
         self.bus.start_service()
         with Client() as client, client.changes() as changes:
             self.bus.stop_service()
@@ -61,7 +61,7 @@ class ServiceFaults(TestOnBus):
             self.bus.happens("plug", "usb-stick")
             self.assertEqual(changes.get(LIMIT).result, 1)
 
-    def test_a_call_that_waits_for_the_service_leaves_other_threads_running(self) -> None:
+    def test_a_waiting_call_does_not_block_other_threads(self) -> None:
         self.bus.start_service()
         answers: queue.SimpleQueue[bool] = queue.SimpleQueue()
         with Client() as client:
@@ -75,7 +75,7 @@ class ServiceFaults(TestOnBus):
 
 
 class BusFaults(TestOnBus):
-    def test_without_a_bus_there_is_no_client_until_there_is_one(self) -> None:
+    def test_a_client_needs_a_bus(self) -> None:
         with self.assertRaisesRegex(SourceApiError, "no system bus"):
             Client()
         self.bus.start()
@@ -84,7 +84,7 @@ class BusFaults(TestOnBus):
             self.bus.happens("plug", "usb-stick")
             self.assertEqual(changes.get(LIMIT).result, 1)
 
-    def test_the_loss_of_the_bus_is_told_to_everyone_who_follows(self) -> None:
+    def test_the_loss_of_the_bus_is_reported_to_every_subscriber(self) -> None:
         self.bus.start()
         self.bus.start_service()
         errors: queue.SimpleQueue[BaseException] = queue.SimpleQueue()
@@ -98,7 +98,7 @@ class BusFaults(TestOnBus):
             self.assertIsInstance(errors.get(timeout=LIMIT), BusLostError)
         self.assertEqual(heard, [])
 
-    def test_after_the_loss_requests_are_false_and_nobody_can_follow(self) -> None:
+    def test_after_the_loss_requests_and_subscriptions_fail(self) -> None:
         self.bus.start()
         self.bus.start_service()
         with Client() as client, client.changes() as changes:
@@ -110,7 +110,7 @@ class BusFaults(TestOnBus):
             with self.assertRaises(BusLostError):
                 client.subscribe(print)
 
-    def test_the_loss_is_also_told_when_the_first_client_could_not_be_made(self) -> None:
+    def test_the_loss_is_reported_also_if_the_first_client_failed(self) -> None:
         self.bus.start()
         self.bus.start_service()
         settings = Path(os.environ["SOURCE_TV_ROOT"]) / SETTINGS_FILE
@@ -126,7 +126,7 @@ class BusFaults(TestOnBus):
 
 
 class WrongTypesInTheSettings(TestOnTv):
-    def test_they_are_an_error_of_the_client_until_they_are_right_again(self) -> None:
+    def test_no_client_can_be_made_until_they_are_correct(self) -> None:
         settings = self.tv.root() / SETTINGS_FILE
         right = settings.read_text()
         settings.write_text('[{"SourceType":"seven"}]')
@@ -139,7 +139,7 @@ class WrongTypesInTheSettings(TestOnTv):
             self.tv.happens("plug", "usb-stick")
             self.assertEqual(changes.get(LIMIT).result, 1)
 
-    def test_they_are_an_error_of_the_call_that_reads_them(self) -> None:
+    def test_the_call_that_reads_them_raises_an_error(self) -> None:
         settings = self.tv.root() / SETTINGS_FILE
         settings.unlink()
         with Client() as client:

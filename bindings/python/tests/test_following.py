@@ -40,7 +40,7 @@ class Following(TestOnTv):
         self.assertEqual([source.unique_key for source in change.removed], ["usb-disk"])
         self.assertEqual((change.result, change.added, change.changed), (2, (), ()))
 
-    def test_a_source_that_changed_is_told_as_it_was_and_as_it_is(self) -> None:
+    def test_a_changed_source_is_reported_before_and_after_the_change(self) -> None:
         with self.client.changes() as changes:
             self.tv.happens("rename", "hdmi1", "Küche")
             change = changes.get(LIMIT)
@@ -49,11 +49,11 @@ class Following(TestOnTv):
         self.assertEqual(changed.new.edit_name, "Küche")
         self.assertEqual((change.result, change.added, change.removed), (3, (), ()))
 
-    def test_changes_begin_with_the_list_that_they_are_told_from(self) -> None:
+    def test_changes_begin_with_the_list_that_they_refer_to(self) -> None:
         with self.client.changes() as changes:
             self.assertEqual(changes.sources, self.client.sources())
 
-    def test_changes_come_one_by_one_in_their_order(self) -> None:
+    def test_changes_arrive_in_order(self) -> None:
         with self.client.changes() as changes:
             for state in ("off", "on", "off"):
                 self.tv.happens("power", "hdmi1", state)
@@ -71,7 +71,7 @@ class Following(TestOnTv):
         with self.assertRaises(SourceApiError):
             changes.get(LIMIT)
 
-    def test_no_change_in_time_is_a_timeout(self) -> None:
+    def test_a_wait_for_a_change_can_time_out(self) -> None:
         with self.client.changes() as changes, self.assertRaises(TimeoutError):
             changes.get(timeout=0.01)
 
@@ -80,13 +80,13 @@ class Following(TestOnTv):
         self.client.close()
         self.assertEqual(list(changes), [])
 
-    def test_a_handler_is_called_though_nobody_keeps_its_subscription(self) -> None:
+    def test_a_handler_is_called_without_a_reference_to_its_subscription(self) -> None:
         self.client.subscribe(self.heard.put)
         gc.collect()
         self.tv.happens("plug", "usb-stick")
         self.assertEqual(self.next_heard().result, 1)
 
-    def test_every_subscription_hears_of_a_change(self) -> None:
+    def test_every_subscription_receives_a_change(self) -> None:
         another: queue.SimpleQueue[Change] = queue.SimpleQueue()
         with self.client.subscribe(self.heard.put), Client() as client:
             with client.subscribe(another.put), client.changes() as changes:
@@ -105,7 +105,7 @@ class Following(TestOnTv):
             self.tv.happens("plug", "usb-stick")
             self.assertEqual(answers.get(timeout=LIMIT), (True, True))
 
-    def test_a_subscription_may_be_closed_and_another_begun_inside_a_handler(self) -> None:
+    def test_a_handler_may_close_a_subscription_and_open_another(self) -> None:
         later: queue.SimpleQueue[Change] = queue.SimpleQueue()
 
         def handle(change: Change) -> None:
@@ -148,7 +148,7 @@ class Following(TestOnTv):
             changes.get(LIMIT)
         self.assertTrue(self.heard.empty())
 
-    def test_a_handler_runs_where_it_is_posted_to(self) -> None:
+    def test_a_handler_runs_where_the_post_function_runs_it(self) -> None:
         posted: queue.SimpleQueue[Callable[[], None]] = queue.SimpleQueue()
         threads = []
         with self.client.subscribe(
@@ -158,7 +158,7 @@ class Following(TestOnTv):
             posted.get(timeout=LIMIT)()
         self.assertEqual(threads, [threading.current_thread()])
 
-    def test_what_was_posted_before_the_close_is_not_handled_after_it(self) -> None:
+    def test_a_posted_change_is_not_handled_after_the_close(self) -> None:
         posted: queue.SimpleQueue[Callable[[], None]] = queue.SimpleQueue()
         with self.client.subscribe(self.heard.put, post=posted.put):
             self.tv.happens("plug", "usb-stick")
@@ -166,7 +166,7 @@ class Following(TestOnTv):
         handle()
         self.assertTrue(self.heard.empty())
 
-    def test_a_handler_runs_on_the_packages_own_thread_otherwise(self) -> None:
+    def test_a_handler_runs_on_the_packages_thread_by_default(self) -> None:
         threads: queue.SimpleQueue[str] = queue.SimpleQueue()
         with self.client.subscribe(lambda _: threads.put(threading.current_thread().name)):
             self.tv.happens("plug", "usb-stick")
@@ -183,7 +183,7 @@ class RaisingHandlers(TestOnTv):
     def handle(self, _change: Change) -> None:
         raise self.error
 
-    def test_an_error_is_reported_and_the_others_are_called_on_and_on(self) -> None:
+    def test_an_error_is_reported_and_other_handlers_are_still_called(self) -> None:
         reported = Reported(self)
         with self.client.subscribe(self.handle), self.client.changes() as changes:
             for state in ("off", "on"):
@@ -211,7 +211,7 @@ class RaisingHandlers(TestOnTv):
             self.assertTrue(reported.came.wait(LIMIT))
         self.assertIsInstance(reported.errors[0], ArithmeticError)
 
-    def test_an_exit_inside_a_handler_is_an_error_like_another(self) -> None:
+    def test_an_exit_inside_a_handler_is_reported_as_an_error(self) -> None:
         reported = Reported(self)
         self.error = SystemExit(3)
         with self.client.subscribe(self.handle), self.client.changes() as changes:
@@ -222,12 +222,12 @@ class RaisingHandlers(TestOnTv):
 
 
 class Collection(TestOnTv):
-    def test_changes_that_nobody_keeps_end_by_themselves(self) -> None:
+    def test_unreferenced_changes_are_closed(self) -> None:
         with Client() as client:
             client.changes()
             self.assertEqual(hub._followers, [])
 
-    def test_they_may_be_collected_while_the_same_thread_is_at_work_in_the_hub(self) -> None:
+    def test_they_may_be_collected_inside_the_hub_on_the_same_thread(self) -> None:
         with Client() as client:
             ring: list[object] = [client.changes()]
             ring.append(ring)
@@ -239,13 +239,13 @@ class Collection(TestOnTv):
 
 
 class FirstLoad(TestOnTv):
-    def test_the_first_read_of_the_list_is_no_change_to_who_begins_with_it(self) -> None:
+    def test_the_first_read_of_the_list_is_no_change(self) -> None:
         with Client() as client, client.changes() as changes:
             self.assertEqual(len(changes.sources), 7)
             with self.assertRaises(TimeoutError):
                 changes.get(timeout=0)
 
-    def test_threads_that_begin_at_once_all_hear(self) -> None:
+    def test_threads_that_subscribe_at_the_same_time_all_receive_changes(self) -> None:
         with Client() as client:
             subscriptions: list[Subscription] = []
             heard: queue.SimpleQueue[Change] = queue.SimpleQueue()

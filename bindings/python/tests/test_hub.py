@@ -24,32 +24,32 @@ class FollowerOfTheList(unittest.TestCase):
             if isinstance(change, Change)
         ]
 
-    def test_it_is_given_the_change_since_the_list_that_it_has_begun_with(self) -> None:
+    def test_it_receives_changes_relative_to_its_first_list(self) -> None:
         self.assertEqual(self.follower.begin(OLD), OLD)
         self.follower.hear(NEW, 3)
         self.follower.hear(OLD, 3)
         self.assertEqual(self.changes(), [("old", "new"), ("new", "old")])
 
-    def test_it_is_not_given_what_is_no_change(self) -> None:
+    def test_it_does_not_receive_an_unchanged_list(self) -> None:
         self.follower.begin(OLD)
         self.follower.hear(OLD, 3)
         self.assertEqual(self.given, [])
 
-    def test_it_begins_with_a_list_that_was_announced_while_the_other_was_read(self) -> None:
+    def test_it_begins_with_a_list_that_was_announced_during_its_read(self) -> None:
         self.follower.hear(NEW, 3)
         self.assertEqual(self.follower.begin(OLD), NEW)
         self.assertEqual(self.given, [])
         self.follower.hear(OLD, 3)
         self.assertEqual(self.changes(), [("new", "old")])
 
-    def test_its_end_is_given_once_and_nothing_after_it(self) -> None:
+    def test_its_end_is_reported_once_and_last(self) -> None:
         self.follower.begin(OLD)
         self.follower.end()
         self.follower.end()
         self.follower.hear(NEW, 3)
         self.assertEqual(self.given, [None])
 
-    def test_one_that_comes_while_its_client_is_closed_ends_at_once(self) -> None:
+    def test_it_ends_at_once_if_its_client_is_being_closed(self) -> None:
         following = Following()
         following.end_all()
         following.add(self.given.append)

@@ -39,8 +39,8 @@ IN, OUT = 1, 4
 
 
 class GlibSources:
-    """Sources, of the global default context where nothing else is said. Each is dispatched until
-    its call returns what is not true."""
+    """GLib sources, by default of the global default context. Each is dispatched until its
+    function returns a false value."""
 
     def __init__(self) -> None:
         self._functions: list[object] = []
@@ -82,7 +82,7 @@ class AsyncClientOnTheLoopsThread(unittest.IsolatedAsyncioTestCase):
     async def happens(self, *arguments: str) -> None:
         await asyncio.to_thread(self.tv.happens, *arguments)
 
-    async def test_changes_arrive_on_it_and_no_other_thread_is_started(self) -> None:
+    async def test_changes_arrive_on_it_without_another_thread(self) -> None:
         threads: list[threading.Thread] = []
         async with iterated_main_context(), AsyncClient(delivery=Delivery.APPLICATION) as client:
             Client().subscribe(lambda _: threads.append(threading.current_thread()))
@@ -93,7 +93,7 @@ class AsyncClientOnTheLoopsThread(unittest.IsolatedAsyncioTestCase):
         self.assertEqual(threads, [threading.current_thread()])
         self.assertNotIn("source-api", names)
 
-    async def test_every_subscriber_hears_of_every_change(self) -> None:
+    async def test_every_subscriber_receives_every_change(self) -> None:
         async with iterated_main_context(), AsyncClient(delivery=Delivery.APPLICATION) as client:
             async with AsyncClient() as another:
                 async with client.changes() as first, another.changes() as second:
@@ -103,7 +103,7 @@ class AsyncClientOnTheLoopsThread(unittest.IsolatedAsyncioTestCase):
         self.assertEqual(heard[0], heard[1])
         self.assertEqual([change.changed[0].new.power_state for change in heard[0]], [0, 1])
 
-    async def test_calls_are_awaited_while_changes_come(self) -> None:
+    async def test_calls_can_be_awaited_while_changes_arrive(self) -> None:
         async with iterated_main_context(), AsyncClient(delivery=Delivery.APPLICATION) as client:
             async with client.changes() as changes:
                 for number in range(5):
@@ -130,7 +130,7 @@ class AsyncClientOnTheLoopsThread(unittest.IsolatedAsyncioTestCase):
 
 
 class AsyncClientOnTheLoopsThreadAndABus(unittest.IsolatedAsyncioTestCase):
-    async def test_the_loss_of_the_bus_is_raised_to_who_waits(self) -> None:
+    async def test_the_loss_of_the_bus_is_raised_in_every_wait(self) -> None:
         bus = Bus()
         self.addCleanup(bus.end)
         bus.start()
@@ -143,7 +143,7 @@ class AsyncClientOnTheLoopsThreadAndABus(unittest.IsolatedAsyncioTestCase):
 
 
 class OneIteratingLoopAfterAnother(unittest.TestCase):
-    def test_the_second_loop_of_the_process_hears_of_changes(self) -> None:
+    def test_the_second_loop_of_the_process_receives_changes(self) -> None:
         tv = EmulatedTv()
         self.addCleanup(tv.end)
 
@@ -166,7 +166,7 @@ class IteratedMainContext(unittest.IsolatedAsyncioTestCase):
         self.thread = threading.current_thread()
         self.happened.set()
 
-    async def test_a_timer_has_its_time_and_the_loop_idles_until_then(self) -> None:
+    async def test_the_loop_is_idle_until_a_timer_is_due(self) -> None:
         loop = asyncio.get_running_loop()
         dispatch = mock.Mock(wraps=OwnedContext.dispatch)
         begin = loop.time()
@@ -175,16 +175,16 @@ class IteratedMainContext(unittest.IsolatedAsyncioTestCase):
             async with iterated_main_context():
                 await within_limit(self.happened)
         self.assertGreaterEqual(loop.time() - begin, 0.3)
-        # A loop that did not idle would have dispatched thousands of times.
+        # A busy loop would have dispatched thousands of times.
         self.assertLess(dispatch.call_count, 10)
 
-    async def test_a_source_that_another_thread_attaches_is_seen(self) -> None:
+    async def test_a_source_attached_by_another_thread_is_dispatched(self) -> None:
         async with iterated_main_context():
             await asyncio.to_thread(self.sources.idle, self.note_thread)
             await within_limit(self.happened)
         self.assertIs(self.thread, threading.current_thread())
 
-    async def test_a_source_that_a_dispatched_one_attaches_is_seen(self) -> None:
+    async def test_a_source_attached_by_another_source_is_dispatched(self) -> None:
         def attach_timer() -> None:
             self.sources.timer(1, self.happened.set)
 
@@ -192,7 +192,7 @@ class IteratedMainContext(unittest.IsolatedAsyncioTestCase):
         async with iterated_main_context():
             await within_limit(self.happened)
 
-    async def test_a_source_that_the_loops_thread_attaches_is_seen_after_a_wakeup(self) -> None:
+    async def test_a_source_attached_by_the_loops_thread_is_dispatched_after_a_wakeup(self) -> None:
         async with iterated_main_context():
             self.sources.idle(self.happened.set)
             glib.g_main_context_wakeup(None)
@@ -234,9 +234,9 @@ class IteratedMainContext(unittest.IsolatedAsyncioTestCase):
         for end in here, there:
             end.close()
 
-    async def test_a_file_is_ready_as_it_is_for_poll(self) -> None:
+    async def test_a_regular_file_is_always_ready(self) -> None:
         with tempfile.TemporaryFile() as file:
-            # Looked at when the idle source is done; nothing wakes the context then.
+            # Checked after the idle source has run, when nothing else wakes the context.
             self.sources.descriptor(file.fileno(), IN, self.happened.set, priority=300)
             self.sources.idle(bool)
             async with iterated_main_context():
@@ -255,18 +255,18 @@ class IteratedMainContext(unittest.IsolatedAsyncioTestCase):
             await asyncio.to_thread(self.sources.idle, after.set)
             await within_limit(after)
 
-    async def test_the_threads_default_context_is_the_one(self) -> None:
+    async def test_the_thread_default_context_is_used(self) -> None:
         context = glib.g_main_context_new()
         glib.g_main_context_push_thread_default(context)
         self.addCleanup(glib.g_main_context_pop_thread_default, context)
         async with iterated_main_context():
             await asyncio.to_thread(own_context)  # the global default, which is free
-            # Run by the calling thread, but for a context that another one owns.
+            # Run by the calling thread unless another thread owns the context.
             await asyncio.to_thread(self.sources.invoke, context, self.note_thread)
             await within_limit(self.happened)
         self.assertIs(self.thread, threading.current_thread())
 
-    async def test_it_may_be_entered_again_and_the_first_goes_on_after_the_second(self) -> None:
+    async def test_it_can_be_nested(self) -> None:
         async with iterated_main_context():
             async with iterated_main_context():
                 await asyncio.to_thread(self.sources.idle, self.happened.set)
@@ -275,7 +275,7 @@ class IteratedMainContext(unittest.IsolatedAsyncioTestCase):
                 self.sources.timer(1, after.set)
             await within_limit(after)
 
-    async def test_it_is_refused_while_another_thread_iterates(self) -> None:
+    async def test_it_fails_while_another_thread_iterates(self) -> None:
         owned, released = threading.Event(), threading.Event()
 
         def own() -> None:
@@ -311,13 +311,13 @@ class WatchedLoop(asyncio.SelectorEventLoop):
         return {key.fd for key in self.selector.get_map().values()}
 
     def waits_of_a_day(self) -> list[bool]:
-        """Whether each is still waited for."""
+        """For each timer of about a day, whether it is still pending."""
         begin = self.time() + 23 * 60 * 60
         return [not timer.cancelled() for timer in self.timers if timer.when() > begin]
 
 
 class LeavingTheIteratedMainContext(unittest.TestCase):
-    """Nothing of it stays with the loop, and the context is free for another thread."""
+    """It leaves nothing in the loop, and the context can be used by another thread."""
 
     def expect_nothing_left(self, use: Callable[[WatchedLoop], Awaitable[None]]) -> None:
         loop = WatchedLoop()
@@ -336,7 +336,7 @@ class LeavingTheIteratedMainContext(unittest.TestCase):
             runner.run(main())
 
     async def expect_in_use(self, loop: WatchedLoop) -> None:
-        self.assertEqual(len(loop.readers()), 2)  # one is the loop's own
+        self.assertEqual(len(loop.readers()), 2)  # one is that of the loop itself
         self.assertIn(True, loop.waits_of_a_day())
         with self.assertRaises(SourceApiError):
             await asyncio.to_thread(own_context)

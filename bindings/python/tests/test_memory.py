@@ -29,7 +29,7 @@ class _Heap(ctypes.Structure):
 
 
 def native_bytes() -> int:
-    """What malloc() has handed out and not got back."""
+    """The bytes allocated by malloc() and not freed."""
     mallinfo2 = ctypes.CDLL(None).mallinfo2
     mallinfo2.restype = _Heap
     heap = mallinfo2()
@@ -43,7 +43,7 @@ def resident_bytes() -> int:
 
 class FlatMemory(TestOnTv):
     def check(self, call: Callable[[], object], calls: int = CALLS, lost: int = 32) -> None:
-        """`lost` is the least number of bytes that a call would lose: a text's, if nothing else."""
+        """`lost` is the minimum number of bytes that a leak would lose per call."""
         for _ in range(min(calls, 500)):
             call()
         gc.collect()
@@ -59,7 +59,7 @@ class FlatMemory(TestOnTv):
             client.sources()
             self.check(lambda: (client.osd_text(3), client.edit_name(3), client.sources()))
 
-    def test_texts_that_the_service_is_asked_for_are_released(self) -> None:
+    def test_texts_read_from_the_service_are_released(self) -> None:
         with Client() as client:
             client.sources()
             self.check(lambda: client.usb_data("usb-camera"), calls=2000, lost=256)
@@ -88,14 +88,14 @@ class FlatMemory(TestOnTv):
             for _ in range(100):
                 client.osd_text(3)
                 client.edit_name(3)
-                client.edit_name(99)  # no text
-                client.device_type(3)  # no text
+                client.edit_name(99)  # returns no text
+                client.device_type(3)  # returns no text
                 client.usb_data("usb-disk")
                 client.sources()
         self.assertEqual(len(released), 400)
         self.assertNotIn(None, released)
 
-    def test_subscriptions_that_were_closed_are_gone(self) -> None:
+    def test_closed_subscriptions_are_released(self) -> None:
         with Client() as client:
             client.sources()
 
@@ -105,7 +105,7 @@ class FlatMemory(TestOnTv):
 
             self.check(follow, calls=2000)
 
-    def test_changes_leave_nothing(self) -> None:
+    def test_changes_are_released(self) -> None:
         with Client() as client, client.changes() as changes:
             state = iter(["off", "on"] * CALLS)
 

@@ -46,7 +46,7 @@ class Program(TestOnTv):
 
 
 class Samples(Program):
-    def test_follow_shows_the_list_and_what_happens_until_it_is_interrupted(self) -> None:
+    def test_follow_prints_the_list_and_its_changes_until_interrupted(self) -> None:
         program = self.start(str(SAMPLES / "follow.py"))
         self.assertEqual(self.lines(program, 7), BEGINNING)
         self.tv.happens("plug", "usb-stick", "--name", "Urlaub März")
@@ -69,7 +69,7 @@ class Samples(Program):
 
 
 class Readme(Program):
-    def test_its_program_runs_as_it_stands(self) -> None:
+    def test_its_program_runs_unchanged(self) -> None:
         text = (SAMPLES.parent / "README.md").read_text("utf-8")
         _, _, program_and_rest = text.partition("<!-- program -->\n```python\n")
         program = self.start("-u", "-c", program_and_rest.partition("```")[0])
@@ -86,12 +86,12 @@ class Readme(Program):
 
 
 class Leaving(Program):
-    """A program may end at any moment, with whatever is open."""
+    """A program may exit at any moment without closing its objects."""
 
     def run_text(self, text: str) -> None:
         self.expect_quiet_end(self.start("-c", "from source_api import *\n" + text))
 
-    def test_with_a_client_and_a_subscription_that_are_open(self) -> None:
+    def test_with_an_open_client_and_subscription(self) -> None:
         self.run_text("client = Client(); client.subscribe(print)")
 
     def test_with_a_thread_that_waits_for_changes(self) -> None:
@@ -113,7 +113,7 @@ class Leaving(Program):
     def test_with_the_application_delivering(self) -> None:
         self.run_text("Client(delivery=Delivery.APPLICATION).subscribe(print)")
 
-    def test_while_a_handler_runs_which_then_ends_first(self) -> None:
+    def test_while_a_handler_runs(self) -> None:
         program = self.start(
             "-c",
             "import os, threading\n"
@@ -134,7 +134,7 @@ class Leaving(Program):
         output, errors = program.communicate("x", timeout=LIMIT)
         self.assertEqual((program.returncode, output, errors), (0, "done\n", ""))
 
-    def test_while_changes_come(self) -> None:
+    def test_while_changes_arrive(self) -> None:
         program = self.start(
             "-c",
             "from source_api import Client\n"

@@ -24,7 +24,7 @@ ELEMENT = {
 
 
 class SourcesOfAText(unittest.TestCase):
-    def test_every_member_is_taken_and_the_two_names_are_decoded(self) -> None:
+    def test_every_member_is_read_and_both_names_are_decoded(self) -> None:
         self.assertEqual(
             parse_sources(json.dumps([ELEMENT])),
             (
@@ -41,24 +41,24 @@ class SourcesOfAText(unittest.TestCase):
     def test_a_missing_member_is_empty(self) -> None:
         self.assertEqual(parse_sources("[{}]"), (Source(0, "", "", "", "", False, 0, 0, 0),))
 
-    def test_a_member_of_another_type_is_empty_and_hides_no_other(self) -> None:
+    def test_a_member_of_another_type_is_empty_and_does_not_affect_others(self) -> None:
         (source,) = parse_sources(
             '[{"sourceType":"x","editName":1,"uniqueKey":"k","connectionState":"yes"}]'
         )
         self.assertEqual(source, Source(0, "", "", "", "k", False, 0, 0, 0))
 
-    def test_what_is_no_object_is_no_source(self) -> None:
+    def test_elements_that_are_no_objects_are_skipped(self) -> None:
         self.assertEqual(len(parse_sources('[1,null,{"sourceType":1},"x",[]]')), 1)
 
-    def test_what_is_no_array_is_an_empty_list(self) -> None:
+    def test_another_document_than_an_array_is_an_empty_list(self) -> None:
         for text in ("null", "{}", '"x"', "3"):
             self.assertEqual(parse_sources(text), ())
 
-    def test_the_users_name_goes_before_the_detected_one(self) -> None:
+    def test_the_users_name_takes_precedence(self) -> None:
         self.assertEqual(parse_sources('[{"editName":"a","detectedName":"b"}]')[0].name, "a")
         self.assertEqual(parse_sources('[{"editName":"","detectedName":"b"}]')[0].name, "b")
 
-    def test_a_source_cannot_be_written_to(self) -> None:
+    def test_a_source_is_immutable(self) -> None:
         (source,) = parse_sources("[{}]")
         with self.assertRaises(FrozenInstanceError):
             source.source_type = 1  # type: ignore[misc]
@@ -69,19 +69,19 @@ class NamesInTheirEncoding(unittest.TestCase):
         self.assertEqual(decode_name("HDMI%201"), "HDMI 1")
         self.assertEqual(decode_name("%c3%A9t%C3%A9"), "été")
 
-    def test_a_plus_and_unescaped_text_stay(self) -> None:
+    def test_a_plus_and_unescaped_text_are_unchanged(self) -> None:
         self.assertEqual(decode_name("A+B ä 漢"), "A+B ä 漢")
 
-    def test_a_bad_escape_takes_two_characters_and_is_what_its_digits_say(self) -> None:
+    def test_a_malformed_escape_is_decoded_as_by_the_library(self) -> None:
         self.assertEqual(decode_name("%zzx"), "\0x")
         self.assertEqual(decode_name("%4zx"), "\x04x")
         self.assertEqual(decode_name("% 4x"), "\x04x")
         self.assertEqual(decode_name("%+4x"), "\x04x")
 
-    def test_an_escape_at_the_end_takes_what_there_is(self) -> None:
+    def test_an_incomplete_escape_at_the_end_is_decoded(self) -> None:
         self.assertEqual(decode_name("a%"), "a\0")
         self.assertEqual(decode_name("a%4"), "a\x04")
 
-    def test_bytes_that_are_no_utf8_are_shown_as_such(self) -> None:
+    def test_invalid_utf8_is_replaced(self) -> None:
         self.assertEqual(decode_name("a%FFb"), "a\ufffdb")
         self.assertEqual(decode_name("%-1"), "\ufffd")

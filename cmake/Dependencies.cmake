@@ -1,8 +1,8 @@
 # SPDX-FileCopyrightText: The source-api authors
 # SPDX-License-Identifier: Apache-2.0
 
-# What the parts need. The library's needs have to be met; another part is left out with a line that
-# says why, by setting its option to OFF in this run only.
+# Finds the dependencies. Those of the library are required. If one of another component is missing,
+# its option is set to OFF for this run, and a line says what was left out and why.
 
 # source_api_leave_out(WHAT REASON)
 function(source_api_leave_out what reason)
@@ -26,7 +26,7 @@ if(SOURCE_API_BUILD_EMULATED_TV AND NOT SOURCE_API_PLATFORM STREQUAL "host")
     set(SOURCE_API_BUILD_EMULATED_TV OFF)
 endif()
 if(SOURCE_API_FUZZ)
-    # The fuzzers use what supports the tests.
+    # The fuzzers use the support libraries of the tests.
     set(SOURCE_API_BUILD_TESTS ON)
 elseif(SOURCE_API_BUILD_TESTS AND DEFINED BUILD_TESTING AND NOT BUILD_TESTING)
     set(SOURCE_API_BUILD_TESTS OFF)
@@ -67,7 +67,7 @@ set(SOURCE_API_BUILD_SUPPORT OFF)
 if(SOURCE_API_BUILD_TOOLS OR SOURCE_API_BUILD_EMULATED_TV OR SOURCE_API_BUILD_TESTS
    OR SOURCE_API_BENCH)
     set(SOURCE_API_BUILD_SUPPORT ON)
-    # Shorter names for the parts that no other project is given.
+    # Shorter names for the targets that are not exported to other projects.
     add_library(PkgConfig::GIO ALIAS PkgConfig::SOURCE_API_GIO)
     add_library(PkgConfig::JSONCPP ALIAS PkgConfig::SOURCE_API_JSONCPP)
 endif()
