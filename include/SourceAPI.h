@@ -108,7 +108,7 @@ struct STSourceAPICallbackData {
     void *pUserData;                                 ///< what it is called with
 };
 
-/// The client: requests to the source service, and what is cached of its answers.
+/// The client: requests to the source service, and the caches of their results.
 class CSourceAPI {
  public:
     /// The name of the interface, "Source".

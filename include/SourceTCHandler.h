@@ -31,7 +31,7 @@ class SourceTCSemaphore {
     SourceTCSemaphore(const SourceTCSemaphore &) = delete;
     SourceTCSemaphore &operator=(const SourceTCSemaphore &) = delete;
 
-    /// Frees what Create() allocated. Nobody may be waiting. Must be called once only for each
+    /// Frees what Create() allocated. No thread may be waiting. Must be called once only for each
     /// Create(): a second call is undefined.
     virtual void Destroy();
 

@@ -58,7 +58,7 @@ class SourceTCData {
     Json::StreamWriterBuilder m_WriterBuilder;  ///< how the value becomes text
 };
 
-/// What travels: such a text, with what goes along.
+/// A message: such a text, with a number, a second text and a buffer.
 class SourceTCMessage : public SourceTCData {
  public:
     SourceTCMessage();

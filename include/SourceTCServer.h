@@ -82,7 +82,7 @@ class SourceTCServer {
     void CloseDBusProxy();
 
     /// Sends `msg` (an empty message when null) to the peer `dest` and blocks for the reply, at
-    /// most for the bus's default time-out (25 seconds), whatever `sync` says; `sync` is only
+    /// most for the bus's default time-out (25 seconds), for any value of `sync`; `sync` is only
     /// logged. `reply` receives the decoded reply and must not be null. The caller keeps owning
     /// both messages.
     /// Returns 1 when a reply arrived, also one that is not JSON. Returns 0 when `dest` is null or
