@@ -9,6 +9,10 @@ target_compile_options(source-api-warnings INTERFACE
     # C++20 allows a variadic macro without arguments; earlier clangs warn of it all the same.
     $<$<AND:$<CXX_COMPILER_ID:Clang>,$<VERSION_LESS:$<CXX_COMPILER_VERSION>,14>>:-Wno-gnu-zero-variadic-macro-arguments>
     $<$<BOOL:${SOURCE_API_WERROR}>:-Werror>)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
+    # GCC notes each parameter that it passes differently from GCC before 7.1.
+    target_compile_options(source-api-warnings INTERFACE -Wno-psabi)
+endif()
 
 # source_api_compile_quickly(TARGET...): for what is not shipped. No time is spent on optimisation,
 # and line numbers are enough for a debugger; the preset debug has the rest.
