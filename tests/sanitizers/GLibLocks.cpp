@@ -47,6 +47,8 @@ void(g_cond_wait)(GCond *condition, GMutex *mutex) {
     __tsan_acquire(mutex);
 }
 
+// Weak, for programs that replace it themselves.
+__attribute__((weak))
 gboolean(g_cond_wait_until)(GCond *condition, GMutex *mutex, gint64 deadline) {
     static const auto real = next<gboolean (*)(GCond *, GMutex *, gint64)>("g_cond_wait_until");
     __tsan_release(mutex);
