@@ -144,6 +144,8 @@ void ChildProgram::closeInput() {
 }
 
 void ChildProgram::kill(int signal) {
+    // -1 would be every process of this user.
+    ASSERT_GT(m_pid, 0) << "it was not started";
     ::kill(m_pid, signal);
 }
 
