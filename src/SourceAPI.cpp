@@ -587,7 +587,7 @@ bool CSourceAPI::m_CreateDbusConnection() {
                     ClientOperations::m_CloseDbusConnection();
                     return false;
                 }
-                sharedEndpoint = std::move(endpoint);
+                sharedEndpoint.reset(endpoint.release());
                 atomicStore(dBusHandler, sharedEndpoint.get());
                 isPublished = true;
             }
